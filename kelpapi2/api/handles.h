@@ -1,0 +1,73 @@
+// What the opaque handles of the C interface point to, and the guard at that boundary: inside the
+// library failures are exceptions, outside they are codes.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "serverapi/kelpapi2.h"
+#include "store/history_query.h"
+#include "store/store.h"
+
+struct kelp2_connection {
+  std::shared_ptr<kelp::Store> store;  // shared with the results of queries
+};
+
+struct kelp2_group {
+  std::vector<std::string> names;
+};
+
+struct kelp2_object {
+  kelp::ObjectRecord record;
+  uint32_t changed = 0;  // of kelp::ChangedField, since the object was read or sent
+};
+
+struct kelp2_result {
+  kelp::HistoryResult rows;
+};
+
+namespace kelp {
+
+// The most rows that one call may carry; what goes beyond is taken for a mistake in a time range.
+constexpr int32_t kMostRows = 16'777'216;
+
+// Throws kInvalidArgument, without a line: the mistake is the caller's.
+inline void require(bool condition) {
+  if (!condition) throw Failure(kInvalidArgument);
+}
+
+inline void require_rows(int32_t count) {
+  require(count >= 0);
+  if (count <= kMostRows) return;
+  throw Failure(kInvalidArgument, std::to_string(count) + " rows in one call are more than the " +
+                                      std::to_string(kMostRows) + " that it takes");
+}
+
+inline int32_t report(const Failure &failure) noexcept {
+  if (failure.what()[0] != '\0') std::fprintf(stderr, "libkelpapi2: %s\n", failure.what());
+  return failure.code();
+}
+
+// Runs a call and returns what it returns, or the code of its failure.
+template <typename Call>
+int32_t guarded(Call &&call) noexcept {
+  try {
+    return call();
+  } catch (const Failure &failure) {
+    return report(failure);
+  } catch (const std::bad_alloc &) {
+    return report(Failure(kOutOfMemory, "out of memory"));
+  } catch (const std::exception &error) {
+    return report(Failure(kInternal, error.what()));
+  }
+}
+
+// The store behind a connection.
+inline Store &store_of(ConnectionHandle connection) {
+  if (connection == nullptr) throw Failure(kLost);
+  return *connection->store;
+}
+
+}  // namespace kelp

@@ -1,0 +1,156 @@
+// Everything that writes and reads values: current values, history, cache and snapshots. All writes
+// are rows of (id, time, status, value) and end in one function; they differ only in which columns
+// the caller gave as arrays and in what the store makes of them.
+#include <algorithm>
+
+#include "api/handles.h"
+
+using namespace kelp;
+
+namespace {
+
+// Writes the rows and stores an entry for each, or a single one for all rows of one point.
+int32_t write(ConnectionHandle connection, WriteKind kind, int32_t count, Column<int32_t> ids,
+              Column<int32_t> times, const int16_t *statuses, const double *values,
+              int32_t *errors) {
+  require_rows(count);
+  Store &store = store_of(connection);
+  const bool one_point = ids.constant();
+  if (one_point && errors) *errors = kOk;
+  if (count == 0) return kOk;
+  require(statuses && values && errors);
+  const auto codes = store.write(kind, {static_cast<size_t>(count), ids, times, statuses, values});
+  std::copy_n(codes.begin(), one_point ? 1 : codes.size(), errors);
+  return kOk;
+}
+
+// The same for one point with a time per row.
+int32_t write_point(ConnectionHandle connection, int32_t id, int32_t count, const int32_t *times,
+                    const int16_t *statuses, const double *values, int32_t *error) {
+  require(count <= 0 || times);
+  return write(connection, WriteKind::history, count, Column<int32_t>::all(id),
+               Column<int32_t>::of(times), statuses, values, error);
+}
+
+// And for many points at one time.
+int32_t write_points(ConnectionHandle connection, WriteKind kind, int32_t count, const int32_t *ids,
+                     int32_t time, const int16_t *statuses, const double *values, int32_t *errors) {
+  require(count <= 0 || ids);
+  return write(connection, kind, count, Column<int32_t>::of(ids), Column<int32_t>::all(time),
+               statuses, values, errors);
+}
+
+// Stores what was read in the caller's arrays; `times` may be missing. Of a point that could not be
+// read only the entry is written.
+int32_t hand_out(const std::vector<Reading> &readings, int32_t *times, int16_t *statuses,
+                 double *values, int32_t *errors) {
+  for (size_t i = 0; i < readings.size(); ++i) {
+    errors[i] = readings[i].error;
+    if (readings[i].error != kOk) continue;
+    if (times) times[i] = readings[i].sample.time;
+    statuses[i] = readings[i].sample.status;
+    values[i] = readings[i].sample.value;
+  }
+  return kOk;
+}
+
+// The ids that a caller gave, checked against its other arrays.
+std::span<const int32_t> ids_of(int32_t count, const int32_t *ids, bool arrays) {
+  require(count >= 0 && (count == 0 || (ids && arrays)));
+  return {ids, static_cast<size_t>(count)};
+}
+
+// The ids of the points that a group names.
+std::vector<int32_t> ids_of(Store &store, GroupHandle group, bool arrays) {
+  require(group && (group->names.empty() || arrays));
+  return store.point_ids(group->names);
+}
+
+}  // namespace
+
+int32_t kelp2_write_value(ConnectionHandle connection, int32_t /*reserved*/, int32_t count,
+                          const int32_t *ids, int32_t time, const int16_t *statuses,
+                          const double *values, int32_t *errors) {
+  return guarded([&] {
+    return write_points(connection, WriteKind::realtime, count, ids, time, statuses, values,
+                        errors);
+  });
+}
+
+int32_t kelp2_get_value_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
+                             int32_t *times, int16_t *statuses, double *values, int32_t *errors) {
+  return guarded([&] {
+    const auto points = ids_of(count, ids, times && statuses && values && errors);
+    return hand_out(store_of(connection).current(points), times, statuses, values, errors);
+  });
+}
+
+int32_t kelp2_get_value_byname(ConnectionHandle connection, GroupHandle group, int32_t *times,
+                               int16_t *statuses, double *values, int32_t *errors) {
+  return guarded([&] {
+    Store &store = store_of(connection);
+    const auto points = ids_of(store, group, times && statuses && values && errors);
+    return hand_out(store.current(points), times, statuses, values, errors);
+  });
+}
+
+int32_t kelp2_write_histroy_byid(ConnectionHandle connection, int32_t /*reserved*/, int32_t id,
+                                 int32_t count, const int32_t *times, const int16_t *statuses,
+                                 const double *values, int32_t *error) {
+  return guarded(
+      [&] { return write_point(connection, id, count, times, statuses, values, error); });
+}
+
+int32_t kelp2_write_histroy_byname(ConnectionHandle connection, int32_t /*reserved*/,
+                                   const char *full_name, int32_t count, const int32_t *times,
+                                   const int16_t *statuses, const double *values, int32_t *error) {
+  return guarded([&] {
+    require(full_name != nullptr);
+    const std::string name = full_name;
+    const int32_t id = store_of(connection).point_ids({&name, 1})[0];
+    return write_point(connection, id, count, times, statuses, values, error);
+  });
+}
+
+int32_t kelp2_write_cache(ConnectionHandle connection, int32_t /*reserved*/, int32_t count,
+                          const int32_t *ids, const int32_t *times, const int16_t *statuses,
+                          const double *values, int32_t *errors) {
+  return guarded([&] {
+    require(count <= 0 || (ids && times));
+    return write(connection, WriteKind::history, count, Column<int32_t>::of(ids),
+                 Column<int32_t>::of(times), statuses, values, errors);
+  });
+}
+
+int32_t kelp2_write_cache_one(ConnectionHandle connection, int32_t /*reserved*/, int32_t id,
+                              int32_t count, const int32_t *times, const int16_t *statuses,
+                              const double *values, int32_t *error) {
+  return guarded(
+      [&] { return write_point(connection, id, count, times, statuses, values, error); });
+}
+
+int32_t kelp2_write_snap(ConnectionHandle connection, int32_t /*reserved*/, int32_t count,
+                         const int32_t *ids, int32_t time, const int16_t *statuses,
+                         const double *values, int32_t *errors) {
+  return guarded([&] {
+    return write_points(connection, WriteKind::snapshot, count, ids, time, statuses, values,
+                        errors);
+  });
+}
+
+int32_t kelp2_get_snap_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
+                            int32_t time, int16_t *statuses, double *values, int32_t *errors) {
+  return guarded([&] {
+    const auto points = ids_of(count, ids, statuses && values && errors);
+    return hand_out(store_of(connection).as_of(points, time), nullptr, statuses, values, errors);
+  });
+}
+
+int32_t kelp2_get_snap_byname(ConnectionHandle connection, GroupHandle group, int32_t time,
+                              int16_t *statuses, double *values, int32_t *errors) {
+  return guarded([&] {
+    Store &store = store_of(connection);
+    const auto points = ids_of(store, group, statuses && values && errors);
+    return hand_out(store.as_of(points, time), nullptr, statuses, values, errors);
+  });
+}

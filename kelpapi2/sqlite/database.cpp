@@ -1,0 +1,115 @@
+// The only file that turns SQLite's results into failures.
+#include "sqlite/database.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+
+namespace kelp::sqlite {
+
+namespace {
+
+ResultCode code_of(int result, int system_error) {
+  switch (result & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED: return kTimedOut;
+    case SQLITE_FULL: return kStorageFull;
+    case SQLITE_IOERR: return system_error == ENOSPC ? kStorageFull : kInternal;
+    case SQLITE_CORRUPT: return kDamaged;
+    case SQLITE_NOTADB: return kForeignStore;
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+    case SQLITE_CANTOPEN: return kDenied;
+    case SQLITE_NOMEM: return kOutOfMemory;
+    default: return kInternal;
+  }
+}
+
+}  // namespace
+
+void Statement::bind(int index, const std::string &value) {
+  check(sqlite3_bind_text64(handle_.get(), index, value.data(), value.size(), SQLITE_TRANSIENT,
+                            SQLITE_UTF8));
+}
+
+bool Statement::step() {
+  const int result = sqlite3_step(handle_.get());
+  if (result == SQLITE_ROW) return true;
+  sqlite3_reset(handle_.get());
+  if (result != SQLITE_DONE) check(result);
+  return false;
+}
+
+double Statement::real(int column) const {
+  return type(column) == SQLITE_NULL ? std::nan("") : sqlite3_column_double(handle_.get(), column);
+}
+
+std::string Statement::text(int column) const {
+  const auto *bytes = reinterpret_cast<const char *>(sqlite3_column_text(handle_.get(), column));
+  return bytes ? std::string(bytes, sqlite3_column_bytes(handle_.get(), column)) : std::string();
+}
+
+void Statement::check(int result) const { database_->check(result); }
+
+Database::Database(const std::string &path, int wait_seconds) : path_(path) {
+  sqlite3 *handle = nullptr;
+  const int result =
+      sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+  handle_.reset(handle);
+  check(result);
+  sqlite3_extended_result_codes(handle, 1);
+  sqlite3_busy_timeout(handle, wait_seconds * 1000);
+}
+
+Statement &Database::statement(const std::string &sql) {
+  const auto found = statements_.find(sql);
+  if (found != statements_.end()) return found->second;
+  sqlite3_stmt *handle = nullptr;
+  check(sqlite3_prepare_v3(handle_.get(), sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &handle,
+                           nullptr));
+  return statements_.emplace(sql, Statement(*this, handle)).first->second;
+}
+
+void Database::execute(const char *sql) {
+  check(sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr));
+}
+
+int64_t Database::number(const std::string &sql) {
+  Statement &query = statement(sql);
+  const int64_t value = query.step() ? query.integer(0) : 0;
+  query.reset();
+  return value;
+}
+
+void Database::check(int result) const {
+  if (result == SQLITE_OK) return;
+  if (!handle_) throw Failure(kOutOfMemory, "out of memory");
+  const int system_error = sqlite3_system_errno(handle_.get());
+  const ResultCode code = code_of(result, system_error);
+  std::string cause = code == kStorageFull ? "the disk is full" : sqlite3_errmsg(handle_.get());
+  if (code == kDenied && system_error != 0) cause = std::strerror(system_error);
+  if (code == kTimedOut) cause = "another program held it too long";
+  fail(code, cause);
+}
+
+void Database::fail(ResultCode code, const std::string &cause) const {
+  throw Failure(code, "store " + path_ + ": " + cause);
+}
+
+Transaction::Transaction(Database &database, Kind kind) : database_(database) {
+  database_.statement(kind == Kind::write ? "BEGIN IMMEDIATE" : "BEGIN").run();
+}
+
+Transaction::~Transaction() {
+  if (!database_.in_transaction()) return;
+  try {
+    database_.statement("ROLLBACK").run();
+  } catch (const Failure &) {
+    // SQLite has rolled back by itself, or the connection is beyond use; the next call will say so.
+  }
+}
+
+void Transaction::commit() { database_.statement("COMMIT").run(); }
+
+}  // namespace kelp::sqlite

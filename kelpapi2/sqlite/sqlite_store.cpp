@@ -1,0 +1,241 @@
+// Samples are kept in key order. Snapshots, which touch every point at one time, would write all
+// over that order; they are staged as they come and merged, sorted, by the first call that needs
+// them there. Every write but a snapshot merges first, so that the later write of a key wins.
+#include "sqlite/sqlite_store.h"
+
+#include <ctime>
+
+namespace kelp::sqlite {
+
+namespace {
+
+Sample sample_of(const Statement &row, int first_column) {
+  return {static_cast<int32_t>(row.integer(first_column)),
+          static_cast<int16_t>(row.integer(first_column + 1)), row.real(first_column + 2)};
+}
+
+SqlValue value_of(const Statement &row, int column) {
+  switch (row.type(column)) {
+    case SQLITE_INTEGER: return row.integer(column);
+    case SQLITE_FLOAT: return row.real(column);
+    case SQLITE_TEXT: return row.text(column);
+    default: return std::monostate();
+  }
+}
+
+struct Binder {
+  Statement &statement;
+  int index;
+  void operator()(std::monostate) const { statement.bind_null(index); }
+  void operator()(int64_t value) const { statement.bind(index, value); }
+  void operator()(double value) const { statement.bind(index, value); }
+  void operator()(const std::string &value) const { statement.bind(index, value); }
+};
+
+}  // namespace
+
+SqliteStore::SqliteStore(const std::string &path, int wait_seconds, bool lazy_commits)
+    : file_(path, wait_seconds, lazy_commits),
+      samples_("sample",
+               " ON CONFLICT (point_id, time) DO UPDATE"
+               " SET status = excluded.status, value = excluded.value"),
+      staged_("staged_sample", ""),
+      current_values_("current_value",
+                      " ON CONFLICT (point_id) DO UPDATE"
+                      " SET time = excluded.time, status = excluded.status,"
+                      " value = excluded.value") {}
+
+template <typename Work>
+auto SqliteStore::read(Work &&work) {
+  file_.check_in_place();
+  Transaction transaction(database(), Transaction::Kind::read);
+  return work();
+}
+
+template <typename Work>
+auto SqliteStore::write_transaction(Work &&work) {
+  file_.check_in_place();
+  Transaction transaction(database(), Transaction::Kind::write);
+  auto result = work();
+  transaction.commit();
+  file_.check_in_place();
+  return result;
+}
+
+bool SqliteStore::alive() noexcept {
+  try {
+    return file_.in_place() && database().number("SELECT count(*) FROM object WHERE id = 1") >= 0;
+  } catch (const std::exception &) {
+    return false;
+  }
+}
+
+int32_t SqliteStore::now() {
+  file_.check_in_place();
+  return static_cast<int32_t>(std::time(nullptr));
+}
+
+std::vector<SqlRow> SqliteStore::run_one(const SqlCommand &command) {
+  Statement &statement = database().statement(command.sql);
+  for (size_t i = 0; i < command.parameters.size(); ++i) {
+    const int index = statement.index_of(("$" + std::to_string(i + 1)).c_str());
+    if (index > 0) std::visit(Binder{statement, index}, command.parameters[i]);
+  }
+  std::vector<SqlRow> rows;
+  while (statement.step()) {
+    SqlRow &row = rows.emplace_back();
+    for (int column = 0; column < statement.columns(); ++column) {
+      row.push_back(value_of(statement, column));
+    }
+  }
+  return rows;
+}
+
+std::vector<std::vector<SqlRow>> SqliteStore::run(Access access,
+                                                  const std::vector<SqlCommand> &commands) {
+  const auto run_all = [&] {
+    std::vector<std::vector<SqlRow>> results;
+    for (const SqlCommand &command : commands) results.push_back(run_one(command));
+    return results;
+  };
+  if (access == Access::read) return read(run_all);
+  known_.clear();
+  return write_transaction([&] {
+    merge_staged();
+    return run_all();
+  });
+}
+
+std::vector<int32_t> SqliteStore::point_ids(std::span<const std::string> names) {
+  return read([&] {
+    Statement &query =
+        database().statement("SELECT id FROM object WHERE full_name = ? AND kind >= 32");
+    std::vector<int32_t> ids;
+    for (const std::string &name : names) {
+      query.bind(1, name);
+      ids.push_back(query.step() ? static_cast<int32_t>(query.integer(0)) : 0);
+      query.reset();
+    }
+    return ids;
+  });
+}
+
+bool SqliteStore::known(int32_t id) {
+  if (known_.contains(id)) return true;
+  Statement &query = database().statement("SELECT 1 FROM object WHERE id = ? AND kind >= 32");
+  query.bind(1, int64_t{id});
+  const bool found = query.step();
+  query.reset();
+  if (found) known_.insert(id);
+  return found;
+}
+
+void SqliteStore::forget_known_points_of_others() {
+  const int64_t version = database().number("PRAGMA data_version");
+  if (version != data_version_) known_.clear();
+  data_version_ = version;
+}
+
+std::vector<bool> SqliteStore::known_points(std::span<const int32_t> ids) {
+  return read([&] {
+    forget_known_points_of_others();
+    std::vector<bool> result;
+    for (const int32_t id : ids) result.push_back(known(id));
+    return result;
+  });
+}
+
+void SqliteStore::merge_staged() {
+  if (database().number("SELECT EXISTS (SELECT 1 FROM staged_sample)") == 0) return;
+  database()
+      .statement(
+          "INSERT INTO sample SELECT point_id, time, status, value FROM staged_sample WHERE true"
+          " ORDER BY point_id, time, seq"
+          " ON CONFLICT (point_id, time) DO UPDATE"
+          " SET status = excluded.status, value = excluded.value")
+      .run();
+  database().statement("DELETE FROM staged_sample").run();
+}
+
+void SqliteStore::merge_staged_before_reading() {
+  if (database().number("SELECT EXISTS (SELECT 1 FROM staged_sample)") == 0) return;
+  write_transaction([&] {
+    merge_staged();
+    return 0;
+  });
+}
+
+std::vector<ResultCode> SqliteStore::write(WriteKind kind, const SampleRows &rows) {
+  return write_transaction([&] {
+    forget_known_points_of_others();
+    std::vector<ResultCode> codes(rows.count, kOk);
+    for (size_t row = 0; row < rows.count; ++row) {
+      const bool repeated = row > 0 && rows.ids[row] == rows.ids[row - 1];
+      codes[row] = repeated ? codes[row - 1] : known(rows.ids[row]) ? kOk : kUnknownName;
+    }
+    if (kind == WriteKind::snapshot) {
+      staged_.write(database(), rows, codes);
+    } else {
+      merge_staged();
+      samples_.write(database(), rows, codes);
+    }
+    if (kind == WriteKind::realtime) current_values_.write(database(), rows, codes);
+    return codes;
+  });
+}
+
+// Runs a query for one sample per point, whose first parameter is the point.
+std::vector<Reading> SqliteStore::read_each(std::span<const int32_t> ids, Statement &query) {
+  std::vector<Reading> readings;
+  for (const int32_t id : ids) {
+    query.bind(1, int64_t{id});
+    if (query.step()) {
+      readings.push_back({sample_of(query, 0), kOk});
+    } else {
+      readings.push_back({{}, known(id) ? kNoValue : kUnknownName});
+    }
+    query.reset();
+  }
+  return readings;
+}
+
+std::vector<Reading> SqliteStore::current(std::span<const int32_t> ids) {
+  return read([&] {
+    forget_known_points_of_others();
+    return read_each(ids, database().statement(
+                              "SELECT time, status, value FROM current_value WHERE point_id = ?"));
+  });
+}
+
+std::vector<Reading> SqliteStore::as_of(std::span<const int32_t> ids, int32_t time) {
+  merge_staged_before_reading();
+  return read([&] {
+    forget_known_points_of_others();
+    Statement &query = database().statement(
+        "SELECT time, status, value FROM sample WHERE point_id = ? AND time <= ?"
+        " ORDER BY time DESC LIMIT 1");
+    query.bind(2, int64_t{time});
+    return read_each(ids, query);
+  });
+}
+
+std::vector<RangeRow> SqliteStore::range(std::span<const int32_t> ids, int32_t resume,
+                                         int32_t begin, int32_t end, size_t limit) {
+  merge_staged_before_reading();
+  return read([&] {
+    Statement &query = database().statement(
+        "SELECT time, status, value FROM sample WHERE point_id = ? AND time >= ? AND time < ?"
+        " ORDER BY time LIMIT ?");
+    std::vector<RangeRow> rows;
+    for (uint32_t point = 0; point < ids.size() && rows.size() < limit; ++point) {
+      query.bind(1, int64_t{ids[point]});
+      query.bind(2, int64_t{point == 0 ? resume : begin});
+      query.bind(3, int64_t{end});
+      query.bind(4, static_cast<int64_t>(limit - rows.size()));
+      while (query.step()) rows.push_back({point, sample_of(query, 0)});
+    }
+    return rows;
+  });
+}
+
+}  // namespace kelp::sqlite

@@ -1,0 +1,160 @@
+// Nothing is written to a file before it is known to be empty or ours. Several programs may make
+// the same store at once: the schema is made under the write lock and looked for again there.
+#include "sqlite/store_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <thread>
+
+namespace kelp::sqlite {
+
+namespace {
+
+constexpr int64_t kApplicationId = 0x6b656c70;  // "kelp"
+constexpr int64_t kSchemaVersion = 1;
+
+// `value` has no type: a column of type REAL would turn -0.0 into 0.0. NULL stands for NaN.
+// Snapshots wait in `staged_sample`, in the order of their writing, until a call needs them merged
+// into `sample`.
+constexpr const char *kSchema = R"sql(
+CREATE TABLE object (
+  id        INTEGER PRIMARY KEY AUTOINCREMENT,
+  parent_id INTEGER REFERENCES object (id),
+  kind      INTEGER NOT NULL,
+  name      TEXT NOT NULL,
+  full_name TEXT NOT NULL UNIQUE,
+  ed        TEXT NOT NULL DEFAULT '',
+  fq        INTEGER NOT NULL DEFAULT 0,
+  ar        INTEGER NOT NULL DEFAULT 0,
+  iv        DEFAULT 0.0,
+  hw        INTEGER NOT NULL DEFAULT 0
+);
+CREATE INDEX object_parent ON object (parent_id);
+CREATE TABLE sample (
+  point_id INTEGER NOT NULL,
+  time     INTEGER NOT NULL,
+  status   INTEGER NOT NULL,
+  value,
+  PRIMARY KEY (point_id, time)
+) WITHOUT ROWID;
+CREATE TABLE staged_sample (
+  seq      INTEGER PRIMARY KEY,
+  point_id INTEGER NOT NULL,
+  time     INTEGER NOT NULL,
+  status   INTEGER NOT NULL,
+  value
+);
+CREATE TABLE current_value (
+  point_id INTEGER PRIMARY KEY,
+  time     INTEGER NOT NULL,
+  status   INTEGER NOT NULL,
+  value
+);
+INSERT INTO object (kind, name, full_name) VALUES (8, 'W3', 'W3');
+PRAGMA application_id = 0x6b656c70;
+PRAGMA user_version = 1;
+)sql";
+
+[[noreturn]] void fail_with_errno(const std::string &path, int error) {
+  const ResultCode code = error == ENOSPC ? kStorageFull : kDenied;
+  throw Failure(code, "store " + path + ": " + std::strerror(error));
+}
+
+// Makes an empty file that only its owner can read. A file that exists is not even opened: closing
+// it again would drop the locks that this process holds on it through SQLite.
+void create_if_missing(const std::string &path) {
+  const int file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (file >= 0) {
+    close(file);
+  } else if (errno != EEXIST) {
+    fail_with_errno(path, errno);
+  }
+}
+
+bool is_empty(Database &database) {
+  return database.number("SELECT count(*) FROM sqlite_master") == 0 &&
+         database.number("PRAGMA application_id") == 0 &&
+         database.number("PRAGMA user_version") == 0;
+}
+
+// True if the schema is there; fails on a file that is not for us.
+bool verify(Database &database) {
+  if (is_empty(database)) return false;
+  if (database.number("PRAGMA application_id") != kApplicationId) {
+    database.fail(kForeignStore, "not a kelp store");
+  }
+  const int64_t version = database.number("PRAGMA user_version");
+  if (version > kSchemaVersion) {
+    database.fail(kForeignStore, "made by a newer version (schema " + std::to_string(version) +
+                                     ", this library knows " + std::to_string(kSchemaVersion) +
+                                     ")");
+  }
+  return true;
+}
+
+// The switch to WAL is the one lock that SQLite's own waiting does not cover.
+void switch_to_wal(Database &database, int wait_seconds) {
+  using Clock = std::chrono::steady_clock;
+  const auto deadline = Clock::now() + std::chrono::seconds(wait_seconds);
+  for (;;) {
+    try {
+      database.statement("PRAGMA journal_mode = WAL").run();
+      return;
+    } catch (const Failure &failure) {
+      if (failure.code() != kTimedOut || Clock::now() >= deadline) throw;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
+
+}  // namespace
+
+StoreFile::StoreFile(const std::string &path, int wait_seconds, bool lazy_commits) {
+  if (path.empty()) throw Failure(kInvalidArgument, "store: the host \"file:\" names no file");
+  std::error_code error;
+  const std::string absolute = std::filesystem::absolute(path, error).string();
+  if (error) fail_with_errno(path, error.value());
+  create_if_missing(absolute);
+
+  struct stat status = {};
+  if (stat(absolute.c_str(), &status) != 0) fail_with_errno(absolute, errno);
+  if (!S_ISREG(status.st_mode)) throw Failure(kDenied, "store " + absolute + ": not a file");
+  device_ = status.st_dev;
+  inode_ = status.st_ino;
+
+  database_ = std::make_unique<Database>(absolute, wait_seconds);
+  prepare(wait_seconds, lazy_commits);
+  check_in_place();
+}
+
+void StoreFile::prepare(int wait_seconds, bool lazy_commits) {
+  const bool made = verify(*database_);
+  if (database_->read_only()) database_->fail(kDenied, "the file cannot be written");
+  switch_to_wal(*database_, wait_seconds);
+  database_->execute(lazy_commits ? "PRAGMA synchronous = OFF" : "PRAGMA synchronous = FULL");
+  database_->execute("PRAGMA cache_size = -16384; PRAGMA wal_autocheckpoint = 4000;");
+  if (made) return;
+
+  Transaction transaction(*database_, Transaction::Kind::write);
+  if (!verify(*database_)) database_->execute(kSchema);
+  transaction.commit();
+}
+
+bool StoreFile::in_place() const {
+  struct stat status = {};
+  return stat(database_->path().c_str(), &status) == 0 && status.st_dev == device_ &&
+         status.st_ino == inode_;
+}
+
+void StoreFile::check_in_place() const {
+  if (!in_place()) database_->fail(kLost, "the file was deleted or replaced while it was open");
+}
+
+}  // namespace kelp::sqlite

@@ -1,0 +1,16 @@
+// The one place that knows which engines there are.
+#include "sqlite/sqlite_store.h"
+#include "store/store.h"
+
+namespace kelp {
+
+std::shared_ptr<Store> open_store(const StoreAddress &address) {
+  constexpr std::string_view file_prefix = "file:";
+  if (address.host.starts_with(file_prefix)) {
+    return std::make_shared<sqlite::SqliteStore>(address.host.substr(file_prefix.size()),
+                                                 address.wait_seconds, address.lazy_commits);
+  }
+  throw Failure(kNoConnection, "cannot reach \"" + address.host + "\": only file:PATH is known");
+}
+
+}  // namespace kelp

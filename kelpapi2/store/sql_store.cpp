@@ -1,0 +1,179 @@
+// One dialect serves all engines here. Every object carries its full name, so that a lookup is one
+// probe of one index. Outcomes are read off the rows that a statement returns; only when something
+// was refused does a second look find out why.
+#include "store/sql_store.h"
+
+#include <cmath>
+
+namespace kelp {
+
+namespace {
+
+constexpr const char *kSelectObject = "SELECT id, kind, name, ed, fq, ar, iv, hw FROM object ";
+
+int32_t integer(const SqlValue &value) { return static_cast<int32_t>(std::get<int64_t>(value)); }
+
+double real(const SqlValue &value) {
+  if (const auto *number = std::get_if<double>(&value)) return *number;
+  if (const auto *whole = std::get_if<int64_t>(&value)) return static_cast<double>(*whole);
+  return std::nan("");
+}
+
+ObjectRecord to_record(const SqlRow &row) {
+  return {integer(row[0]),
+          integer(row[1]),
+          std::get<std::string>(row[2]),
+          std::get<std::string>(row[3]),
+          integer(row[4]),
+          integer(row[5]),
+          real(row[6]),
+          integer(row[7])};
+}
+
+std::vector<ObjectRecord> to_records(const std::vector<SqlRow> &rows) {
+  std::vector<ObjectRecord> records;
+  for (const SqlRow &row : rows) records.push_back(to_record(row));
+  return records;
+}
+
+// The same query for every key: a record where it found one.
+template <typename Keys, typename Run>
+std::vector<std::optional<ObjectRecord>> look_up(const Keys &keys, const char *condition,
+                                                 Run &&run) {
+  std::vector<SqlCommand> commands;
+  for (const auto &key : keys) {
+    commands.push_back({std::string(kSelectObject) + condition, {SqlValue(key)}});
+  }
+  std::vector<std::optional<ObjectRecord>> records;
+  for (const auto &rows : run(commands)) {
+    records.push_back(rows.empty() ? std::nullopt : std::optional(to_record(rows[0])));
+  }
+  return records;
+}
+
+// The kind of container that an object of this kind lies in.
+int64_t parent_kind(int32_t kind) { return kind == kNodeKind ? kDatabaseKind : kNodeKind; }
+
+SqlCommand insert_command(const std::string &parent, const ObjectRecord &record) {
+  return {
+      "INSERT INTO object (parent_id, kind, name, full_name, ed, fq, ar, iv, hw)"
+      " SELECT id, $3, $4, $5, $6, $7, $8, $9, $10 FROM object"
+      " WHERE full_name = $1 AND kind = $2"
+      " ON CONFLICT (full_name) DO NOTHING RETURNING id",
+      {parent, parent_kind(record.kind), int64_t{record.kind}, record.name,
+       parent + "." + record.name, record.ed, int64_t{record.fq}, int64_t{record.ar}, record.iv,
+       int64_t{record.hw}}};
+}
+
+SqlCommand update_command(const std::string &parent, const ObjectChange &change) {
+  SqlCommand command{"UPDATE object SET name = name", {int64_t{change.id}, parent}};
+  const auto set = [&](ChangedField field, const char *column, SqlValue value) {
+    if ((change.changed & field) == 0) return;
+    command.parameters.push_back(std::move(value));
+    command.sql += std::string(", ") + column + " = $" + std::to_string(command.parameters.size());
+  };
+  set(kChangedEd, "ed", change.record->ed);
+  set(kChangedFq, "fq", int64_t{change.record->fq});
+  set(kChangedAr, "ar", int64_t{change.record->ar});
+  set(kChangedIv, "iv", change.record->iv);
+  set(kChangedHw, "hw", int64_t{change.record->hw});
+  command.sql +=
+      " WHERE id = $1 AND parent_id = (SELECT id FROM object WHERE full_name = $2) RETURNING id";
+  return command;
+}
+
+}  // namespace
+
+std::optional<ObjectRecord> SqlStore::find(const std::string &name) {
+  const auto rows =
+      run(Access::read, {{std::string(kSelectObject) + "WHERE full_name = $1", {name}}});
+  return rows[0].empty() ? std::nullopt : std::optional(to_record(rows[0][0]));
+}
+
+std::vector<ObjectRecord> SqlStore::databases() {
+  return to_records(run(Access::read, {{std::string(kSelectObject) + "WHERE kind = $1 ORDER BY id",
+                                        {int64_t{kDatabaseKind}}}})[0]);
+}
+
+std::vector<ObjectRecord> SqlStore::children(const std::string &name) {
+  const std::string database = name.substr(0, name.rfind('.'));
+  if (!find(database)) throw Failure(kUnknownName, "no database has the name \"" + database + "\"");
+  return to_records(
+      run(Access::read,
+          {{std::string(kSelectObject) +
+                "WHERE parent_id = (SELECT id FROM object WHERE full_name = $1) ORDER BY id",
+            {name}}})[0]);
+}
+
+std::vector<std::optional<ObjectRecord>> SqlStore::points(std::span<const int32_t> ids) {
+  const std::vector<int64_t> keys(ids.begin(), ids.end());
+  return look_up(keys, "WHERE id = $1 AND kind >= 32",
+                 [&](const auto &commands) { return run(Access::read, commands); });
+}
+
+std::vector<std::optional<ObjectRecord>> SqlStore::objects(std::span<const std::string> names) {
+  return look_up(names, "WHERE full_name = $1 AND kind >= 16",
+                 [&](const auto &commands) { return run(Access::read, commands); });
+}
+
+std::vector<ResultCode> SqlStore::insert(const std::string &parent,
+                                         std::span<ObjectRecord *const> records) {
+  std::vector<SqlCommand> commands;
+  for (const ObjectRecord *record : records) commands.push_back(insert_command(parent, *record));
+  const auto inserted = run(Access::write, commands);
+
+  std::vector<ResultCode> codes(records.size(), kOk);
+  for (size_t i = 0; i < records.size(); ++i) {
+    if (!inserted[i].empty()) {
+      records[i]->id = integer(inserted[i][0][0]);
+      continue;
+    }
+    const auto container = find(parent);
+    const bool fits = container && container->kind == parent_kind(records[i]->kind);
+    codes[i] = fits ? kExists : kNoParent;
+  }
+  return codes;
+}
+
+std::vector<ResultCode> SqlStore::update(const std::string &parent,
+                                         std::span<const ObjectChange> changes) {
+  std::vector<SqlCommand> commands;
+  for (const ObjectChange &change : changes) commands.push_back(update_command(parent, change));
+  std::vector<ResultCode> codes;
+  for (const auto &rows : run(Access::write, commands)) {
+    codes.push_back(rows.empty() ? kUnknownName : kOk);
+  }
+  return codes;
+}
+
+std::vector<ResultCode> SqlStore::erase(const std::string &parent, std::span<const int32_t> ids) {
+  std::vector<SqlCommand> commands;
+  for (const int64_t id : ids) {
+    commands.push_back(
+        {"DELETE FROM object WHERE id = $1"
+         " AND parent_id = (SELECT id FROM object WHERE full_name = $2)"
+         " AND NOT EXISTS (SELECT 1 FROM object AS child WHERE child.parent_id = $1) RETURNING id",
+         {id, parent}});
+    // Of a refused object nothing goes.
+    for (const char *table : {"sample", "current_value"}) {
+      commands.push_back({std::string("DELETE FROM ") + table +
+                              " WHERE point_id = $1"
+                              " AND NOT EXISTS (SELECT 1 FROM object WHERE id = $1)",
+                          {id}});
+    }
+  }
+  const auto erased = run(Access::write, commands);
+
+  std::vector<ResultCode> codes(ids.size(), kOk);
+  for (size_t i = 0; i < ids.size(); ++i) {
+    if (!erased[i * 3].empty()) continue;
+    codes[i] = run(Access::read,
+                   {{"SELECT 1 FROM object WHERE parent_id = $1 LIMIT 1", {int64_t{ids[i]}}}})[0]
+                       .empty()
+                   ? kUnknownName
+                   : kNotEmpty;
+  }
+  return codes;
+}
+
+}  // namespace kelp

@@ -1,0 +1,46 @@
+// The part of a store that is the same for every engine that speaks SQL: the tree of databases,
+// nodes and points. An engine provides one primitive, a batch of statements run as one transaction,
+// and the work on samples.
+#pragma once
+
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "store/store.h"
+
+namespace kelp {
+
+// NULL stands for a NaN in engines that cannot store one.
+using SqlValue = std::variant<std::monostate, int64_t, double, std::string>;
+using SqlRow = std::vector<SqlValue>;
+
+struct SqlCommand {
+  std::string sql;  // parameters are $1, $2, ...
+  std::vector<SqlValue> parameters;
+};
+
+class SqlStore : public Store {
+ public:
+  std::vector<ObjectRecord> databases() override;
+  std::vector<ObjectRecord> children(const std::string &name) override;
+  std::vector<std::optional<ObjectRecord>> points(std::span<const int32_t> ids) override;
+  std::vector<std::optional<ObjectRecord>> objects(std::span<const std::string> names) override;
+  std::vector<ResultCode> insert(const std::string &parent,
+                                 std::span<ObjectRecord *const> records) override;
+  std::vector<ResultCode> update(const std::string &parent,
+                                 std::span<const ObjectChange> changes) override;
+  std::vector<ResultCode> erase(const std::string &parent, std::span<const int32_t> ids) override;
+
+ protected:
+  enum class Access { read, write };
+
+  // Runs the commands as one transaction and returns the rows of each.
+  virtual std::vector<std::vector<SqlRow>> run(Access access,
+                                               const std::vector<SqlCommand> &commands) = 0;
+
+ private:
+  std::optional<ObjectRecord> find(const std::string &name);
+};
+
+}  // namespace kelp
