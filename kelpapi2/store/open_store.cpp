@@ -1,4 +1,5 @@
 // The one place that knows which engines there are.
+#include "postgres/postgres_store.h"
 #include "sqlite/sqlite_store.h"
 #include "store/store.h"
 
@@ -10,7 +11,7 @@ std::shared_ptr<Store> open_store(const StoreAddress &address) {
     return std::make_shared<sqlite::SqliteStore>(address.host.substr(file_prefix.size()),
                                                  address.wait_seconds, address.lazy_commits);
   }
-  throw Failure(kNoConnection, "cannot reach \"" + address.host + "\": only file:PATH is known");
+  return std::make_shared<postgres::PostgresStore>(address);
 }
 
 }  // namespace kelp

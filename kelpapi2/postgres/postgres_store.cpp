@@ -1,0 +1,281 @@
+// Rows go to the server in key order and without repeated keys: a statement cannot touch a row
+// twice, and writers that take rows in one order do not deadlock. Writes hold on to their points
+// (FOR KEY SHARE), so that a point deleted meanwhile leaves no samples behind.
+#include "postgres/postgres_store.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <numeric>
+#include <random>
+#include <thread>
+#include <tuple>
+
+#include "postgres/schema.h"
+#include "postgres/sqlstate.h"
+
+namespace kelp::postgres {
+
+namespace {
+
+constexpr const char *kInsertSamples =
+    "WITH known AS (SELECT id FROM object WHERE id = ANY ($5) AND kind >= 32 FOR KEY SHARE)"
+    " INSERT INTO sample (point_id, time, status, value)"
+    " SELECT r.id, r.time, r.status, r.value"
+    " FROM unnest($1, $2, $3, $4) AS r (id, time, status, value) JOIN known ON known.id = r.id"
+    " ON CONFLICT (point_id, time) DO UPDATE"
+    " SET status = excluded.status, value = excluded.value";
+
+constexpr const char *kSetCurrentValues =
+    "INSERT INTO current_value (point_id, time, status, value)"
+    " SELECT r.id, r.time, r.status, r.value"
+    " FROM unnest($1, $2, $3, $4) AS r (id, time, status, value)"
+    " JOIN object AS o ON o.id = r.id AND o.kind >= 32"
+    " ON CONFLICT (point_id) DO UPDATE"
+    " SET time = excluded.time, status = excluded.status, value = excluded.value";
+
+Parameter to_parameter(const SqlValue &value) {
+  if (const auto *number = std::get_if<int64_t>(&value)) return {std::to_string(*number), 0};
+  if (const auto *text = std::get_if<std::string>(&value)) return {*text, 0};
+  if (const auto *real = std::get_if<double>(&value)) {
+    Parameter parameter{{}, kFloat8, true};
+    append_big_endian(parameter.bytes, *real);
+    return parameter;
+  }
+  return {{}, 0, false, true};
+}
+
+SqlValue to_value(const PGresult *result, int row, int column) {
+  if (PQgetisnull(result, row, column)) return {};
+  const char *text = PQgetvalue(result, row, column);
+  switch (PQftype(result, column)) {
+    case kInt2:
+    case kInt4:
+    case kInt8: return int64_t{std::strtoll(text, nullptr, 10)};
+    case kFloat8: return std::strtod(text, nullptr);
+    default: return std::string(text);
+  }
+}
+
+std::vector<SqlRow> to_rows(const PGresult *result) {
+  std::vector<SqlRow> rows(PQntuples(result));
+  for (int row = 0; row < PQntuples(result); ++row) {
+    for (int column = 0; column < PQnfields(result); ++column) {
+      rows[row].push_back(to_value(result, row, column));
+    }
+  }
+  return rows;
+}
+
+Sample sample_at(const Result &result, int row, int first_column) {
+  return {number_at<int32_t>(result, row, first_column),
+          number_at<int16_t>(result, row, first_column + 1),
+          number_at<double>(result, row, first_column + 2)};
+}
+
+// Rows of (whether the point is known, time, status, value), the last three null without a value.
+std::vector<Reading> to_readings(const Result &result) {
+  std::vector<Reading> readings(PQntuples(result.get()));
+  for (int row = 0; row < PQntuples(result.get()); ++row) {
+    if (PQgetvalue(result.get(), row, 0)[0] == 0) {
+      readings[row].error = kUnknownName;
+    } else if (!PQgetisnull(result.get(), row, 1)) {
+      readings[row] = {sample_at(result, row, 1), kOk};
+    }
+  }
+  return readings;
+}
+
+// Positions of the rows in key order, the last row of each key only.
+std::vector<size_t> in_key_order(const SampleRows &rows) {
+  const auto key = [&](size_t row) { return std::pair(rows.ids[row], rows.times[row]); };
+  std::vector<size_t> order(rows.count);
+  std::iota(order.begin(), order.end(), 0);
+  const auto ascending = [&](size_t a, size_t b) { return key(a) < key(b); };
+  const auto same = [&](size_t a, size_t b) { return key(a) == key(b); };
+  if (!std::is_sorted(order.begin(), order.end(), ascending)) {
+    std::stable_sort(order.begin(), order.end(), ascending);
+  }
+  // The last of each run of the same key: the first one seen from behind.
+  order.erase(order.begin(), std::unique(order.rbegin(), order.rend(), same).base());
+  return order;
+}
+
+std::vector<Parameter> columns(const SampleRows &rows, const std::vector<size_t> &order) {
+  const size_t count = order.size();
+  return {
+      number_array<int32_t>(kInt4Array, kInt4, count, [&](size_t i) { return rows.ids[order[i]]; }),
+      number_array<int32_t>(kInt4Array, kInt4, count,
+                            [&](size_t i) { return rows.times[order[i]]; }),
+      number_array<int16_t>(kInt2Array, kInt2, count,
+                            [&](size_t i) { return rows.statuses[order[i]]; }),
+      number_array<double>(kFloat8Array, kFloat8, count,
+                           [&](size_t i) { return rows.values[order[i]]; })};
+}
+
+std::vector<int32_t> distinct_ids(const SampleRows &rows, const std::vector<size_t> &order) {
+  std::vector<int32_t> ids;
+  for (const size_t row : order) {
+    if (ids.empty() || ids.back() != rows.ids[row]) ids.push_back(rows.ids[row]);
+  }
+  return ids;
+}
+
+}  // namespace
+
+PostgresStore::PostgresStore(const StoreAddress &address) : session_(address) {
+  if (address.lazy_commits) session_.exchange({{"SET synchronous_commit TO off"}});
+  prepare_schema(session_);
+  session_.exchange({{"SET search_path TO kelp"}});
+}
+
+template <typename Work>
+auto PostgresStore::retried(Work &&work) {
+  constexpr int kAttempts = 6;
+  static thread_local std::minstd_rand random{std::random_device()()};
+  const auto deadline = Session::Clock::now() + session_.bound();
+  for (int attempt = 1;; ++attempt) {
+    try {
+      return work();
+    } catch (const SqlFailure &failure) {
+      if (!is_retryable(failure.state()) || attempt == kAttempts) throw;
+    }
+    const auto longest = std::chrono::milliseconds(10 << attempt);
+    const auto pause = longest * (random() % 1000) / 1000;
+    if (Session::Clock::now() + pause > deadline) throw Failure(kConflict);
+    std::this_thread::sleep_for(pause);
+  }
+}
+
+template <typename Work>
+auto PostgresStore::transaction(Work &&work) {
+  return retried([&] {
+    session_.begin();
+    try {
+      auto result = work();
+      session_.commit();
+      return result;
+    } catch (...) {
+      session_.roll_back();
+      throw;
+    }
+  });
+}
+
+bool PostgresStore::alive() noexcept {
+  try {
+    session_.exchange({});
+    return session_.usable();
+  } catch (const std::exception &) {
+    return false;
+  }
+}
+
+int32_t PostgresStore::now() {
+  const auto results = session_.exchange(
+      {{"SELECT CAST (floor(extract(epoch FROM clock_timestamp())) AS integer)"}});
+  return number_at<int32_t>(results[0], 0, 0);
+}
+
+std::vector<std::vector<SqlRow>> PostgresStore::run(Access access,
+                                                    const std::vector<SqlCommand> &commands) {
+  std::vector<Command> prepared;
+  for (const SqlCommand &command : commands) {
+    Command &next = prepared.emplace_back(Command{command.sql});
+    next.binary_result = false;
+    for (const SqlValue &value : command.parameters) next.parameters.push_back(to_parameter(value));
+  }
+  const auto run_all = [&] {
+    std::vector<std::vector<SqlRow>> rows;
+    for (const Result &result : session_.exchange(prepared)) rows.push_back(to_rows(result.get()));
+    return rows;
+  };
+  return access == Access::write ? transaction(run_all) : retried(run_all);
+}
+
+std::vector<int32_t> PostgresStore::point_ids(std::span<const std::string> names) {
+  const auto results = session_.exchange(
+      {{"SELECT coalesce(o.id, 0) FROM unnest($1) WITH ORDINALITY AS n (name, position)"
+        " LEFT JOIN object AS o ON o.full_name = n.name AND o.kind >= 32 ORDER BY n.position",
+        {text_array(names)}}});
+  std::vector<int32_t> ids;
+  for (size_t i = 0; i < names.size(); ++i) {
+    ids.push_back(number_at<int32_t>(results[0], static_cast<int>(i), 0));
+  }
+  return ids;
+}
+
+std::vector<bool> PostgresStore::known_points(std::span<const int32_t> ids) {
+  const auto results = session_.exchange(
+      {{"SELECT o.id IS NOT NULL FROM unnest($1) WITH ORDINALITY AS i (id, position)"
+        " LEFT JOIN object AS o ON o.id = i.id AND o.kind >= 32 ORDER BY i.position",
+        {int4_array(ids)}}});
+  std::vector<bool> known;
+  for (size_t i = 0; i < ids.size(); ++i) {
+    known.push_back(PQgetvalue(results[0].get(), static_cast<int>(i), 0)[0] != 0);
+  }
+  return known;
+}
+
+std::vector<ResultCode> PostgresStore::write(WriteKind kind, const SampleRows &rows) {
+  const std::vector<size_t> order = in_key_order(rows);
+  const std::vector<int32_t> points = distinct_ids(rows, order);
+  const std::vector<Parameter> row_columns = columns(rows, order);
+  std::vector<Command> commands{{kInsertSamples, row_columns}};
+  commands[0].parameters.push_back(int4_array(points));
+  if (kind == WriteKind::realtime) commands.push_back({kSetCurrentValues, row_columns});
+
+  return transaction([&] {
+    const auto results = session_.exchange(commands);
+    std::vector<ResultCode> codes(rows.count, kOk);
+    const size_t written = std::strtoull(PQcmdTuples(results[0].get()), nullptr, 10);
+    if (written == order.size()) return codes;
+    // Some points are unknown; find out which.
+    const std::vector<bool> known = known_points(points);
+    for (size_t row = 0; row < rows.count; ++row) {
+      const auto point = std::lower_bound(points.begin(), points.end(), rows.ids[row]);
+      if (!known[point - points.begin()]) codes[row] = kUnknownName;
+    }
+    return codes;
+  });
+}
+
+std::vector<Reading> PostgresStore::current(std::span<const int32_t> ids) {
+  return to_readings(
+      session_.exchange({{"SELECT o.id IS NOT NULL, c.time, c.status, c.value"
+                          " FROM unnest($1) WITH ORDINALITY AS i (id, position)"
+                          " LEFT JOIN object AS o ON o.id = i.id AND o.kind >= 32"
+                          " LEFT JOIN current_value AS c ON c.point_id = i.id ORDER BY i.position",
+                          {int4_array(ids)}}})[0]);
+}
+
+std::vector<Reading> PostgresStore::as_of(std::span<const int32_t> ids, int32_t time) {
+  return to_readings(session_.exchange(
+      {{"SELECT o.id IS NOT NULL, s.time, s.status, s.value"
+        " FROM unnest($1) WITH ORDINALITY AS i (id, position)"
+        " LEFT JOIN object AS o ON o.id = i.id AND o.kind >= 32"
+        " LEFT JOIN LATERAL (SELECT time, status, value FROM sample"
+        "   WHERE point_id = i.id AND time <= $2 ORDER BY time DESC LIMIT 1) AS s ON true"
+        " ORDER BY i.position",
+        {int4_array(ids), int4(time)}}})[0]);
+}
+
+std::vector<RangeRow> PostgresStore::range(std::span<const int32_t> ids, int32_t resume,
+                                           int32_t begin, int32_t end, size_t limit) {
+  const auto results =
+      session_.exchange({{"SELECT CAST (i.position - 1 AS integer), s.time, s.status, s.value"
+                          " FROM unnest($1) WITH ORDINALITY AS i (id, position)"
+                          " CROSS JOIN LATERAL (SELECT time, status, value FROM sample"
+                          "   WHERE point_id = i.id AND time < $4"
+                          "   AND time >= CASE WHEN i.position = 1 THEN $2 ELSE $3 END"
+                          "   ORDER BY time LIMIT $5) AS s"
+                          " ORDER BY i.position, s.time LIMIT $5",
+                          {int4_array(ids), int4(resume), int4(begin), int4(end),
+                           int4(static_cast<int32_t>(limit))}}});
+  std::vector<RangeRow> rows;
+  for (int row = 0; row < PQntuples(results[0].get()); ++row) {
+    rows.push_back({number_at<uint32_t>(results[0], row, 0), sample_at(results[0], row, 1)});
+  }
+  return rows;
+}
+
+}  // namespace kelp::postgres

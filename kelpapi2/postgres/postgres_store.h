@@ -1,0 +1,39 @@
+// The store in the schema kelp of a PostgreSQL database. Arrays travel whole, as binary parameters,
+// so that the number of round trips depends on the calls and not on what they carry.
+#pragma once
+
+#include "postgres/session.h"
+#include "store/sql_store.h"
+
+namespace kelp::postgres {
+
+class PostgresStore final : public SqlStore {
+ public:
+  explicit PostgresStore(const StoreAddress &address);
+
+  bool alive() noexcept override;
+  int32_t now() override;
+  std::vector<int32_t> point_ids(std::span<const std::string> names) override;
+  std::vector<bool> known_points(std::span<const int32_t> ids) override;
+  std::vector<ResultCode> write(WriteKind kind, const SampleRows &rows) override;
+  std::vector<Reading> current(std::span<const int32_t> ids) override;
+  std::vector<Reading> as_of(std::span<const int32_t> ids, int32_t time) override;
+  std::vector<RangeRow> range(std::span<const int32_t> ids, int32_t resume, int32_t begin,
+                              int32_t end, size_t limit) override;
+
+ protected:
+  std::vector<std::vector<SqlRow>> run(Access access,
+                                       const std::vector<SqlCommand> &commands) override;
+
+ private:
+  // Runs the work, again if the server rolled it back for the sake of others.
+  template <typename Work>
+  auto retried(Work &&work);
+  // The same in a transaction, which the first exchange of the work begins.
+  template <typename Work>
+  auto transaction(Work &&work);
+
+  Session session_;
+};
+
+}  // namespace kelp::postgres

@@ -1,0 +1,12 @@
+// The tables of a store in a PostgreSQL database, in a schema of their own.
+#pragma once
+
+#include "postgres/session.h"
+
+namespace kelp::postgres {
+
+// Makes the tables unless they are there, and checks their version. Any number of programs may do
+// so at once.
+void prepare_schema(Session &session);
+
+}  // namespace kelp::postgres

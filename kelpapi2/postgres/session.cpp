@@ -1,0 +1,239 @@
+// The session stays in libpq's pipeline mode throughout: any number of commands, then a sync, is
+// one round trip. Every answer resets the time that the server may stay silent.
+#include "postgres/session.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "postgres/sqlstate.h"
+
+namespace kelp::postgres {
+
+namespace {
+
+using Clock = Session::Clock;
+
+std::string first_line(const char *text) {
+  const std::string line = text ? text : "";
+  return line.substr(0, line.find('\n'));
+}
+
+std::vector<std::string> split_hosts(const std::string &hosts) {
+  std::vector<std::string> result;
+  for (size_t start = 0;;) {
+    const size_t comma = hosts.find(',', start);
+    result.push_back(hosts.substr(start, comma - start));
+    if (comma == std::string::npos) return result;
+    start = comma + 1;
+  }
+}
+
+// Waits for the events on a socket; false at the deadline.
+bool wait_for_socket(int socket, short events, Clock::time_point deadline) {
+  for (;;) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    pollfd request{socket, events, 0};
+    const int ready = poll(&request, 1, static_cast<int>(std::max<int64_t>(left.count(), 0)));
+    if (ready > 0) return true;
+    if (ready == 0) return false;
+    if (errno != EINTR) return true;  // the next call on the socket will say what is wrong
+  }
+}
+
+}  // namespace
+
+Session::Session(const StoreAddress &address)
+    : bound_(std::chrono::seconds(std::max(address.wait_seconds, 1))) {
+  const auto deadline = Clock::now() + bound_;
+  const std::vector<std::string> hosts = split_hosts(address.host);
+  std::string causes;
+  ResultCode code = kNoConnection;
+  for (size_t i = 0; i < hosts.size() && !connection_; ++i) {
+    const auto now = Clock::now();
+    const auto share = (deadline - now) / static_cast<int64_t>(hosts.size() - i);
+    try {
+      connect(address, hosts[i], hosts.size() > 1, now + share);
+    } catch (const Failure &failure) {
+      causes += (causes.empty() ? "" : "; ") + std::string(failure.what());
+      code = failure.code();
+    }
+  }
+  if (!connection_) throw Failure(code, causes);
+}
+
+void Session::connect(const StoreAddress &address, const std::string &host, bool one_of_several,
+                      Clock::time_point deadline) {
+  const std::string port = std::to_string(address.port);
+  server_ = "server " + host + ":" + port;
+  // libpq takes an empty text for a setting that was not given.
+  const char *const keywords[] = {"host",
+                                  "port",
+                                  "user",
+                                  "password",
+                                  "application_name",
+                                  "client_encoding",
+                                  "target_session_attrs",
+                                  nullptr};
+  const char *const values[] = {host.c_str(),
+                                port.c_str(),
+                                address.user.c_str(),
+                                address.password.c_str(),
+                                "kelptest",
+                                "UTF8",
+                                one_of_several ? "read-write" : "",
+                                nullptr};
+  std::unique_ptr<PGconn, ConnectionCloser> connection(PQconnectStartParams(keywords, values, 0));
+  if (!connection) throw Failure(kOutOfMemory, "out of memory");
+  PQsetNoticeReceiver(
+      connection.get(), [](void *, const PGresult *) {}, nullptr);
+
+  auto state =
+      PQstatus(connection.get()) == CONNECTION_BAD ? PGRES_POLLING_FAILED : PGRES_POLLING_WRITING;
+  while (state != PGRES_POLLING_OK && state != PGRES_POLLING_FAILED) {
+    const short events = state == PGRES_POLLING_READING ? POLLIN : POLLOUT;
+    if (!wait_for_socket(PQsocket(connection.get()), events, deadline)) {
+      throw Failure(kNoConnection, server_ + ": no answer while connecting");
+    }
+    state = PQconnectPoll(connection.get());
+  }
+  if (state == PGRES_POLLING_FAILED) {
+    throw Failure(kNoConnection, first_line(PQerrorMessage(connection.get())));
+  }
+  if (PQsetnonblocking(connection.get(), 1) != 0 || PQenterPipelineMode(connection.get()) != 1) {
+    throw Failure(kInternal, first_line(PQerrorMessage(connection.get())));
+  }
+  connection_ = std::move(connection);
+}
+
+std::vector<Result> Session::exchange(const std::vector<Command> &commands) {
+  if (!connection_) throw Failure(kLost, server_ + ": the connection was lost");
+  std::vector<Sent> sent;
+  const bool begins = begin_pending_;
+  begin_pending_ = false;
+  if (begins) {
+    in_transaction_ = true;
+    send({"BEGIN"}, sent);
+  }
+  for (const Command &command : commands) send(command, sent);
+  if (PQpipelineSync(connection_.get()) != 1) give_up(kLost, "the connection was lost");
+  flush();
+  std::vector<Result> results = collect(sent);
+  if (begins) results.erase(results.begin());
+  return results;
+}
+
+void Session::commit() {
+  begin_pending_ = false;
+  if (!in_transaction_) return;
+  exchange({{"COMMIT"}});
+  in_transaction_ = false;
+}
+
+void Session::roll_back() noexcept {
+  begin_pending_ = false;
+  if (!in_transaction_ || !connection_) return;
+  try {
+    exchange({{"ROLLBACK"}});
+  } catch (const Failure &) {
+    // The server does it when it finds the connection gone.
+    connection_.reset();
+  }
+  in_transaction_ = false;
+}
+
+void Session::send(const Command &command, std::vector<Sent> &sent) {
+  std::vector<Oid> types;
+  std::vector<const char *> values;
+  std::vector<int> lengths;
+  std::vector<int> formats;
+  for (const Parameter &parameter : command.parameters) {
+    types.push_back(parameter.type);
+    values.push_back(parameter.null ? nullptr : parameter.bytes.c_str());
+    lengths.push_back(static_cast<int>(parameter.bytes.size()));
+    formats.push_back(parameter.binary);
+  }
+  const int count = static_cast<int>(types.size());
+  PGconn *connection = connection_.get();
+  const auto [statement, added] = prepared_.try_emplace(command.sql);
+  bool taken = true;
+  if (added) {
+    statement->second = "kelp" + std::to_string(next_name_++);
+    sent.push_back({command.sql, true});
+    taken = PQsendPrepare(connection, statement->second.c_str(), command.sql.c_str(), count,
+                          types.data()) == 1;
+  }
+  sent.push_back({command.sql, false});
+  taken = taken && PQsendQueryPrepared(connection, statement->second.c_str(), count, values.data(),
+                                       lengths.data(), formats.data(), command.binary_result) == 1;
+  if (!taken) give_up(kLost, first_line(PQerrorMessage(connection)));
+}
+
+std::vector<Result> Session::collect(const std::vector<Sent> &sent) {
+  std::vector<Result> results;
+  Result failed;
+  for (size_t i = 0; Result result = next_result(); ++i) {
+    const ExecStatusType status = PQresultStatus(result.get());
+    if (status == PGRES_PIPELINE_SYNC || i == sent.size()) {
+      if (!failed && status != PGRES_PIPELINE_SYNC) failed = std::move(result);
+      break;
+    }
+    const bool done = status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
+    if (!done && sent[i].preparation) prepared_.erase(sent[i].sql);
+    if (done && !sent[i].preparation) results.push_back(std::move(result));
+    if (!done && !failed) failed = std::move(result);
+  }
+  if (failed) fail(failed.get());
+  return results;
+}
+
+void Session::flush() {
+  for (;;) {
+    const int left = PQflush(connection_.get());
+    if (left == 0) return;
+    if (left < 0) give_up(kLost, first_line(PQerrorMessage(connection_.get())));
+    wait(true);
+  }
+}
+
+// The next result of the pipeline; libpq ends the results of each command with a null.
+Result Session::next_result() {
+  PGconn *connection = connection_.get();
+  for (;;) {
+    while (PQstatus(connection) != CONNECTION_BAD && PQisBusy(connection)) wait(false);
+    Result result(PQgetResult(connection));
+    if (result) return result;
+    if (PQstatus(connection) == CONNECTION_BAD) give_up(kLost, "the connection was lost");
+  }
+}
+
+void Session::wait(bool to_write) {
+  const short events = to_write ? POLLIN | POLLOUT : POLLIN;
+  if (!wait_for_socket(PQsocket(connection_.get()), events, Clock::now() + bound_)) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(bound_).count();
+    give_up(kTimedOut, "no answer for " + std::to_string(seconds) + " s");
+  }
+  // A failure to read shows up in the results, with its cause.
+  PQconsumeInput(connection_.get());
+}
+
+void Session::give_up(ResultCode code, const std::string &cause) {
+  const std::string text = server_ + ": " + cause;
+  connection_.reset();
+  throw Failure(code, text);
+}
+
+void Session::fail(const PGresult *result) {
+  const char *field = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+  const std::string state = field ? field : "";
+  const char *primary = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
+  const std::string text =
+      server_ + ": " + first_line(primary ? primary : PQresultErrorMessage(result));
+  const ResultCode code = code_of_sqlstate(state);
+  if (code == kReadOnly) read_only_ = true;
+  if (code == kLost || PQstatus(connection_.get()) == CONNECTION_BAD) connection_.reset();
+  throw SqlFailure(state, code, text);
+}
+
+}  // namespace kelp::postgres
