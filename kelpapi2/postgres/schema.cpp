@@ -82,7 +82,9 @@ void prepare_schema(Session &session) {
       create(session);
     } catch (const SqlFailure &failure) {
       session.roll_back();
-      if (!is_creation_race(failure.state()) || Session::Clock::now() > deadline) throw;
+      if (!is_creation_race(failure.state()) || Session::Clock::now() > deadline) {
+        throw Failure(failure.code(), failure.what() + std::string(", creating schema kelp"));
+      }
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
   }
