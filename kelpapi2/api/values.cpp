@@ -40,10 +40,11 @@ int32_t write_points(ConnectionHandle connection, WriteKind kind, int32_t count,
                statuses, values, errors);
 }
 
-// Stores what was read in the caller's arrays; `times` may be missing. Of a point that could not be
+// Stores what was read in the caller's arrays; `times` may be null. Of a point that could not be
 // read only the entry is written.
 int32_t hand_out(const std::vector<Reading> &readings, int32_t *times, int16_t *statuses,
                  double *values, int32_t *errors) {
+  require(readings.empty() || (statuses && values && errors));
   for (size_t i = 0; i < readings.size(); ++i) {
     errors[i] = readings[i].error;
     if (readings[i].error != kOk) continue;
@@ -54,15 +55,14 @@ int32_t hand_out(const std::vector<Reading> &readings, int32_t *times, int16_t *
   return kOk;
 }
 
-// The ids that a caller gave, checked against its other arrays.
-std::span<const int32_t> ids_of(int32_t count, const int32_t *ids, bool arrays) {
-  require(count >= 0 && (count == 0 || (ids && arrays)));
+std::span<const int32_t> ids_of(int32_t count, const int32_t *ids) {
+  require(count >= 0 && (count == 0 || ids));
   return {ids, static_cast<size_t>(count)};
 }
 
 // The ids of the points that a group names.
-std::vector<int32_t> ids_of(Store &store, GroupHandle group, bool arrays) {
-  require(group && (group->names.empty() || arrays));
+std::vector<int32_t> ids_of(Store &store, GroupHandle group) {
+  require(group != nullptr);
   return store.point_ids(group->names);
 }
 
@@ -80,7 +80,7 @@ int32_t kelp2_write_value(ConnectionHandle connection, int32_t /*reserved*/, int
 int32_t kelp2_get_value_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
                              int32_t *times, int16_t *statuses, double *values, int32_t *errors) {
   return guarded([&] {
-    const auto points = ids_of(count, ids, times && statuses && values && errors);
+    const auto points = ids_of(count, ids);
     return hand_out(store_of(connection).current(points), times, statuses, values, errors);
   });
 }
@@ -89,7 +89,7 @@ int32_t kelp2_get_value_byname(ConnectionHandle connection, GroupHandle group, i
                                int16_t *statuses, double *values, int32_t *errors) {
   return guarded([&] {
     Store &store = store_of(connection);
-    const auto points = ids_of(store, group, times && statuses && values && errors);
+    const auto points = ids_of(store, group);
     return hand_out(store.current(points), times, statuses, values, errors);
   });
 }
@@ -141,7 +141,7 @@ int32_t kelp2_write_snap(ConnectionHandle connection, int32_t /*reserved*/, int3
 int32_t kelp2_get_snap_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
                             int32_t time, int16_t *statuses, double *values, int32_t *errors) {
   return guarded([&] {
-    const auto points = ids_of(count, ids, statuses && values && errors);
+    const auto points = ids_of(count, ids);
     return hand_out(store_of(connection).as_of(points, time), nullptr, statuses, values, errors);
   });
 }
@@ -150,7 +150,7 @@ int32_t kelp2_get_snap_byname(ConnectionHandle connection, GroupHandle group, in
                               int16_t *statuses, double *values, int32_t *errors) {
   return guarded([&] {
     Store &store = store_of(connection);
-    const auto points = ids_of(store, group, statuses && values && errors);
+    const auto points = ids_of(store, group);
     return hand_out(store.as_of(points, time), nullptr, statuses, values, errors);
   });
 }

@@ -10,12 +10,13 @@ namespace kelp {
 namespace {
 
 constexpr int64_t kDaySeconds = 86400;
+// Beyond this every moment lies off the scale, whatever the other fields say.
+constexpr int64_t kMostMonths = int64_t{12} * 30000;
 
 // Days from the epoch to the first day of a month, which counts from January of year 0.
 int64_t days_to_month(int64_t month) {
   using namespace std::chrono;
-  // Beyond these years every moment lies off the scale, whatever the other fields say.
-  month = std::clamp<int64_t>(month, 12 * -30000, 12 * 30000);
+  month = std::clamp(month, -kMostMonths, kMostMonths);
   const int64_t year_number = month >= 0 ? month / 12 : (month - 11) / 12;
   const auto month_number = static_cast<unsigned>(month - year_number * 12);
   const sys_days first = year(static_cast<int>(year_number)) / (month_number + 1) / 1;
