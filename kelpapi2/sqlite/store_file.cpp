@@ -139,7 +139,9 @@ void StoreFile::prepare(int wait_seconds, bool lazy_commits) {
   if (database_->read_only()) database_->fail(kDenied, "the file cannot be written");
   switch_to_wal(*database_, wait_seconds);
   database_->execute(lazy_commits ? "PRAGMA synchronous = OFF" : "PRAGMA synchronous = FULL");
-  database_->execute("PRAGMA cache_size = -16384; PRAGMA wal_autocheckpoint = 4000;");
+  database_->execute("PRAGMA cache_size = -16384");            // KiB
+  database_->execute("PRAGMA wal_autocheckpoint = 4000");      // pages
+  database_->execute("PRAGMA journal_size_limit = 67108864");  // bytes left after a large merge
   if (made) return;
 
   Transaction transaction(*database_, Transaction::Kind::write);
