@@ -46,6 +46,7 @@ int32_t kelp2_get_history_byname(ConnectionHandle connection, GroupHandle group,
                                  ResultHandle *results, int32_t *errors) {
   return guarded([&] {
     require(group && (group->names.empty() || (modes && results && errors)));
+    std::fill_n(results, group->names.size(), nullptr);
     const std::vector<int32_t> ids = store_of(connection).point_ids(group->names);
     return query(connection, ids, modes, {begin, end, interval}, results, errors);
   });

@@ -207,6 +207,7 @@ int32_t kelp2_get_object_byid(ConnectionHandle connection, int32_t count, const 
                               ObjectHandle *objects, int32_t *errors) {
   return guarded([&] {
     require(count >= 0 && (count == 0 || (ids && objects && errors)));
+    std::fill_n(objects, count, nullptr);
     const std::span wanted(ids, static_cast<size_t>(count));
     return hand_out(store_of(connection).points(wanted), objects, errors);
   });
@@ -216,6 +217,7 @@ int32_t kelp2_get_object_byname(ConnectionHandle connection, GroupHandle group,
                                 ObjectHandle *objects, int32_t *errors) {
   return guarded([&] {
     require(group && (group->names.empty() || (objects && errors)));
+    std::fill_n(objects, group->names.size(), nullptr);
     return hand_out(store_of(connection).objects(group->names), objects, errors);
   });
 }

@@ -183,6 +183,8 @@ std::vector<Result> Session::collect(const std::vector<Sent> &sent) {
     if (!done && sent[i].preparation) prepared_.erase(sent[i].sql);
     if (done && !sent[i].preparation) results.push_back(std::move(result));
     if (!done && !failed) failed = std::move(result);
+    // Nothing more will come, and the first failure says best why.
+    if (failed && PQstatus(connection_.get()) == CONNECTION_BAD) break;
   }
   if (failed) fail(failed.get());
   return results;

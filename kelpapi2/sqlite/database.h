@@ -4,6 +4,7 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -56,6 +57,12 @@ class Database {
  public:
   // Opens an existing file. A call waits `wait_seconds` for the locks of others.
   Database(const std::string &path, int wait_seconds);
+  Database(const Database &) = delete;
+  Database &operator=(const Database &) = delete;
+
+  // Whether closing may move the write-ahead log into the file; not until the file is known as
+  // ours.
+  void merge_log_on_close(bool allowed);
 
   // The prepared statement of this text, made once.
   Statement &statement(const std::string &sql);
@@ -76,7 +83,11 @@ class Database {
   struct Closer {
     void operator()(sqlite3 *database) const { sqlite3_close_v2(database); }
   };
+  static int wait_for_lock(void *self, int attempt);
+
   std::string path_;
+  std::chrono::seconds longest_wait_;
+  std::chrono::steady_clock::time_point wait_began_;
   std::unique_ptr<sqlite3, Closer> handle_;
   std::unordered_map<std::string, Statement> statements_;
 };

@@ -136,6 +136,7 @@ StoreFile::StoreFile(const std::string &path, int wait_seconds, bool lazy_commit
 
 void StoreFile::prepare(int wait_seconds, bool lazy_commits) {
   const bool made = verify(*database_);
+  database_->merge_log_on_close(true);
   if (database_->read_only()) database_->fail(kDenied, "the file cannot be written");
   switch_to_wal(*database_, wait_seconds);
   database_->execute(lazy_commits ? "PRAGMA synchronous = OFF" : "PRAGMA synchronous = FULL");

@@ -57,16 +57,17 @@ struct ObjectChange {
 template <typename T>
 class Column {
  public:
-  static Column of(const T *entries) { return Column(entries, T{}); }
-  static Column all(T value) { return Column(nullptr, value); }
-  T operator[](size_t row) const { return entries_ ? entries_[row] : value_; }
-  // True if every row has the same entry by construction.
-  bool constant() const { return entries_ == nullptr; }
+  static Column of(const T *entries) { return Column(entries, T{}, false); }
+  static Column all(T value) { return Column(nullptr, value, true); }
+  T operator[](size_t row) const { return constant_ ? value_ : entries_[row]; }
+  bool constant() const { return constant_; }
 
  private:
-  Column(const T *entries, T value) : entries_(entries), value_(value) {}
+  Column(const T *entries, T value, bool constant)
+      : entries_(entries), value_(value), constant_(constant) {}
   const T *entries_;
   T value_;
+  bool constant_;
 };
 
 // Samples to write, as columns over the caller's arrays.
