@@ -17,6 +17,10 @@ namespace kelp::postgres {
 
 namespace {
 
+// A call of more rows takes several statements in its one transaction, so that the server need not
+// stay silent for long.
+constexpr size_t kRowsPerStatement = 65536;
+
 constexpr const char *kInsertSamples =
     "WITH known AS (SELECT id FROM object WHERE id = ANY ($5) AND kind >= 32 FOR KEY SHARE)"
     " INSERT INTO sample (point_id, time, status, value)"
@@ -85,7 +89,10 @@ std::vector<Reading> to_readings(const Result &result) {
   return readings;
 }
 
-// Positions of the rows in key order, the last row of each key only.
+// Positions of rows; those of one statement are a part of them.
+using Positions = std::span<const size_t>;
+
+// The rows in key order, the last row of each key only.
 std::vector<size_t> in_key_order(const SampleRows &rows) {
   const auto key = [&](size_t row) { return std::pair(rows.ids[row], rows.times[row]); };
   std::vector<size_t> order(rows.count);
@@ -100,24 +107,32 @@ std::vector<size_t> in_key_order(const SampleRows &rows) {
   return order;
 }
 
-std::vector<Parameter> columns(const SampleRows &rows, const std::vector<size_t> &order) {
-  const size_t count = order.size();
-  return {
-      number_array<int32_t>(kInt4Array, kInt4, count, [&](size_t i) { return rows.ids[order[i]]; }),
-      number_array<int32_t>(kInt4Array, kInt4, count,
-                            [&](size_t i) { return rows.times[order[i]]; }),
-      number_array<int16_t>(kInt2Array, kInt2, count,
-                            [&](size_t i) { return rows.statuses[order[i]]; }),
-      number_array<double>(kFloat8Array, kFloat8, count,
-                           [&](size_t i) { return rows.values[order[i]]; })};
+std::vector<Parameter> columns(const SampleRows &rows, Positions part) {
+  const auto column = [&]<typename Number>(Oid type, Oid element, Number, const auto &entries) {
+    return number_array<Number>(type, element, part.size(),
+                                [&](size_t i) { return entries[part[i]]; });
+  };
+  return {column(kInt4Array, kInt4, int32_t{}, rows.ids),
+          column(kInt4Array, kInt4, int32_t{}, rows.times),
+          column(kInt2Array, kInt2, int16_t{}, rows.statuses),
+          column(kFloat8Array, kFloat8, double{}, rows.values)};
 }
 
-std::vector<int32_t> distinct_ids(const SampleRows &rows, const std::vector<size_t> &order) {
+std::vector<int32_t> distinct_ids(const SampleRows &rows, Positions part) {
   std::vector<int32_t> ids;
-  for (const size_t row : order) {
+  for (const size_t row : part) {
     if (ids.empty() || ids.back() != rows.ids[row]) ids.push_back(rows.ids[row]);
   }
   return ids;
+}
+
+std::vector<Command> write_commands(WriteKind kind, const SampleRows &rows, Positions part) {
+  std::vector<Parameter> parameters = columns(rows, part);
+  std::vector<Command> commands;
+  if (kind == WriteKind::realtime) commands.push_back({kSetCurrentValues, parameters});
+  parameters.push_back(int4_array(distinct_ids(rows, part)));
+  commands.insert(commands.begin(), {kInsertSamples, std::move(parameters)});
+  return commands;
 }
 
 }  // namespace
@@ -218,18 +233,18 @@ std::vector<bool> PostgresStore::known_points(std::span<const int32_t> ids) {
 
 std::vector<ResultCode> PostgresStore::write(WriteKind kind, const SampleRows &rows) {
   const std::vector<size_t> order = in_key_order(rows);
-  const std::vector<int32_t> points = distinct_ids(rows, order);
-  const std::vector<Parameter> row_columns = columns(rows, order);
-  std::vector<Command> commands{{kInsertSamples, row_columns}};
-  commands[0].parameters.push_back(int4_array(points));
-  if (kind == WriteKind::realtime) commands.push_back({kSetCurrentValues, row_columns});
-
   return transaction([&] {
-    const auto results = session_.exchange(commands);
+    size_t written = 0;
+    for (size_t first = 0; first < order.size(); first += kRowsPerStatement) {
+      const Positions part =
+          Positions(order).subspan(first, std::min(kRowsPerStatement, order.size() - first));
+      const auto results = session_.exchange(write_commands(kind, rows, part));
+      written += std::strtoull(PQcmdTuples(results[0].get()), nullptr, 10);
+    }
     std::vector<ResultCode> codes(rows.count, kOk);
-    const size_t written = std::strtoull(PQcmdTuples(results[0].get()), nullptr, 10);
     if (written == order.size()) return codes;
     // Some points are unknown; find out which.
+    const std::vector<int32_t> points = distinct_ids(rows, order);
     const std::vector<bool> known = known_points(points);
     for (size_t row = 0; row < rows.count; ++row) {
       const auto point = std::lower_bound(points.begin(), points.end(), rows.ids[row]);
