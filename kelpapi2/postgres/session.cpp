@@ -108,7 +108,7 @@ void Session::connect(const StoreAddress &address, const std::string &host, bool
 }
 
 std::vector<Result> Session::exchange(const std::vector<Command> &commands) {
-  if (!connection_) throw Failure(kLost, server_ + ": the connection was lost");
+  if (!connection_) throw Failure(kLost);  // why was said when it was lost
   std::vector<Sent> sent;
   const bool begins = begin_pending_;
   begin_pending_ = false;

@@ -58,8 +58,15 @@ void HistoryQuery::move_window(uint32_t point, int64_t from) {
 HistoryQuery::Page HistoryQuery::page(uint32_t point, int64_t from) {
   if (from >= intervals_.end) return {{}, true, revision_};
   if (!covers(point, from)) {
+    // A caller may go on fetching whatever happens: a failure is told once, not once per row.
+    if (failure_ != kOk) throw Failure(failure_);
     limit_ = follows(point, from) ? std::min(limit_ * 4, kLargeWindow) : kSmallWindow;
-    move_window(point, from);
+    try {
+      move_window(point, from);
+    } catch (const Failure &failure) {
+      failure_ = failure.code();
+      throw;
+    }
   }
   const uint32_t key = point - first_point_;
   const auto before = [](const RangeRow &row, const std::pair<uint32_t, int64_t> &place) {

@@ -49,6 +49,7 @@ class HistoryQuery {
   uint32_t span_;                // points that the next move asks for
   size_t limit_;                 // rows that it asks for
   uint64_t revision_ = 0;
+  ResultCode failure_ = kOk;  // of a window that could not be read, once and for all
 };
 
 // Steps through the samples of one point.

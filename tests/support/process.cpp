@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -55,6 +56,7 @@ Process::Process(const std::vector<std::string> &command,
   pid_ = fork();
   if (pid_ != 0) return;
 
+  prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that dies leaves nothing running
   for (const std::string &variable : variables) putenv(const_cast<char *>(variable.c_str()));
   dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
   dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDOUT_FILENO);

@@ -1,0 +1,50 @@
+// Many programs on one database at once.
+#include <future>
+
+#include "client.h"
+
+namespace kelptest {
+
+class Crowd : public ServerTest {};
+
+// A transaction holds all of them back until the last one is there, and then leaves nothing behind.
+// Without nodes and points the programs have nothing to quarrel about but the tables.
+TEST_F(Crowd, AllCreateTheTablesAtOnce) {
+  auto holder = std::async(std::launch::async, [&] {
+    sql("SET statement_timeout TO '30s'; BEGIN; CREATE SCHEMA kelp; DO $$ BEGIN"
+        " WHILE (SELECT count(*) FROM pg_locks WHERE NOT granted) < 16 LOOP"
+        " PERFORM pg_sleep(0.01); END LOOP; END $$; ROLLBACK");
+  });
+  const char *holding = "SELECT count(*) FROM pg_stat_activity WHERE wait_event = 'PgSleep'";
+  ASSERT_TRUE(wait_for(10s, [&] { return sql(holding) == "1"; }));
+  std::vector<std::unique_ptr<Program>> programs(16);
+  for (auto &program : programs) {
+    program = std::make_unique<Program>(login_, std::vector<std::string>{"-N0", "-X0"});
+  }
+  holder.get();
+  for (const auto &program : programs) {
+    EXPECT_TRUE(program->wait_for_output("I'm writing realvalue", 30s)) << program->output();
+    EXPECT_EQ(program->errors(), "");
+  }
+  EXPECT_EQ(sql("SELECT count(*) FROM kelp.object"), "1");
+}
+
+// Rows locked in opposite orders would be a deadlock.
+TEST_F(Crowd, WritersOfTheSamePointsDoNotDisturbEachOther) {
+  const Ids ids = make_points(connect(login_), 100);
+  std::atomic<int> failures = 0;
+  std::vector<std::thread> threads;
+  for (const Ids &order : {ids, Ids(ids.rbegin(), ids.rend()), ids}) {
+    threads.emplace_back([&, order] {
+      const Connection connection = connect(login_);
+      for (int32_t time = 0; time < 200; ++time) {
+        if (write(connection, order, time / 20) != 0) ++failures;
+      }
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+  EXPECT_EQ(failures, 0);
+  EXPECT_EQ(sql("SELECT count(*) FROM kelp.sample"), "1000");
+}
+
+}  // namespace kelptest

@@ -1,0 +1,114 @@
+// The server goes away under a running program and comes back.
+#include <signal.h>
+
+#include <functional>
+
+#include "client.h"
+
+namespace kelptest {
+
+namespace {
+
+constexpr const char *kAgain = "connect error!\nAfter 5 seconds, I will try connect again!\n";
+
+// What the continuous writer shows of an outage in which connecting fails that many times.
+std::string recovery(size_t retries) {
+  std::string text = "kelp2_write_value error!\n";
+  while (retries-- > 0) text += kAgain;
+  return text + "connect success!\nconnect success, I will to write realvalue go on!\n......\n";
+}
+
+}  // namespace
+
+class Outage : public ServerTest {};
+
+// The program is held while the server stops, so that the stop falls into the demonstration. One
+// that shows nothing says nothing of its failure either.
+TEST_F(Outage, InTheMiddleOfTheSequenceTheProgramEnds) {
+  const struct {
+    std::string demonstration;
+    std::string last;  // the beginning of the last line
+  } cases[] = {
+      {"10. write_hisvalue_byid_demo", "kelp2_write_histroy_byid  error! ret= -"},
+      {"25. get_snap_byid_demo", "-----------------------------25. get_snap_byid_demo"},
+  };
+  for (const auto &[demonstration, last] : cases) {
+    SCOPED_TRACE(demonstration);
+    Program program(login_, {"-X100", "-E20130307130000"});
+    ASSERT_TRUE(program.wait_for_output(demonstration, 60s)) << last_line(program.output());
+    program.signal(SIGSTOP);
+    server().stop();
+    program.signal(SIGCONT);
+    EXPECT_EQ(program.wait(10s), 0);
+    EXPECT_TRUE(last_line(program.output()).starts_with(last)) << last_line(program.output());
+    EXPECT_EQ(count_of("\n", program.errors()), 1u) << program.errors();
+    server().start();
+  }
+}
+
+// Not every caller looks at the result of a fetch: a long series of them on a lost connection must
+// not write a line each.
+TEST_F(Outage, TheLossIsReportedOnce) {
+  const Connection connection = connect(login_);
+  const int32_t id = make_points(connection, 1)[0];
+  sql("INSERT INTO kelp.sample SELECT " + std::to_string(id) +
+      ", time, 0, 0 FROM generate_series(1, 20000) AS t (time)");
+  const int32_t mode = HistoryTimed;
+  ResultHandle rows = nullptr;
+  int32_t time = 0;
+  int16_t status = 0;
+  double value = 0;
+  ASSERT_EQ(kelp2_get_history_byid(connection.get(), 1, &id, &mode, 0, 20'001, 1, &rows, &time), 0);
+  server().stop();
+  testing::internal::CaptureStderr();
+  int failures = 0;
+  for (int i = 0; i < 20'000; ++i)
+    failures += kelp2_fetch_timed_value(rows, &time, &status, &value) != 0;
+  EXPECT_EQ(count_of("\n", testing::internal::GetCapturedStderr()), 1u);
+  EXPECT_GT(failures, 1000);
+  kelp2_free_result(rows);
+  server().start();
+}
+
+TEST_F(Outage, TheContinuousWriterGoesOn) {
+  const struct {
+    const char *name;
+    std::function<void()> strike;
+    bool needs_start;
+  } faults[] = {
+      {"server stopped", [] { server().stop(); }, true},
+      {"server killed", [] { server().kill_hard(); }, true},
+      {"backend killed", [&] { kill(server().backends(login_.name).at(0), SIGKILL); }, false},
+  };
+  Writer writer(with(server().new_database()));
+  Program program(login_);
+  ASSERT_TRUE(program.wait_for_output("I'm writing realvalue", 20s)) << program.output();
+  const std::string begin = sql("SELECT extract(epoch FROM now())::int - 1");
+  for (const auto &fault : faults) {
+    SCOPED_TRACE(fault.name);
+    std::this_thread::sleep_for(1500ms);  // some seconds to lose
+    ASSERT_TRUE(writer.writes_again());
+    const size_t before = program.output().size();
+    const auto shown = [&] { return program.output().substr(before); };
+    fault.strike();
+    if (fault.needs_start) {
+      ASSERT_TRUE(wait_for(10s, [&] { return count_of(kAgain, shown()) == 1; })) << shown();
+      server().start();
+    }
+    ASSERT_TRUE(wait_for(12s, [&] { return shown().ends_with("......\n"); })) << shown();
+    EXPECT_EQ(shown(), recovery(count_of(kAgain, shown())));
+    EXPECT_TRUE(writer.writes_again());
+  }
+  std::this_thread::sleep_for(1500ms);
+  program.signal(SIGKILL);
+  program.wait(5s);
+
+  // The program's seconds follow each other but for one gap per outage, the same for all points.
+  EXPECT_EQ(sql("SELECT count(*) FROM (SELECT time - lag(time) OVER (PARTITION BY point_id"
+                " ORDER BY time) AS step FROM kelp.sample WHERE time >= " +
+                begin + ") AS steps WHERE step > 1"),
+            "9");
+  EXPECT_EQ(writer.lost(server()), Ids());
+}
+
+}  // namespace kelptest
