@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# Builds the release with the measurements and runs them:
+#
+#   bench/run.sh sqlite [-N10 -X1000]    kelptest over a SQLite file, against the least that it can
+#                                        cost and against a program that took no thought
+#   bench/run.sh postgres [-N10 -X1000]  over a private PostgreSQL server, against the same least
+#   bench/run.sh own [-N10 -X10000]      kelptest's own time and memory, over a library that does
+#                                        nothing, against a run over a SQLite file
+#   bench/run.sh scale                   ten times the points, over a SQLite file
+#
+# ROUNDS (5) is how often each program runs, KELPTEST_BENCH_DIR (/var/tmp) where they store.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=$root/build/bench
+what=${1:-}
+shift || true
+
+finish() {
+  if [ "$what" = postgres ]; then server stop || true; fi
+  rm -rf "$work"
+}
+server() { KELPTEST_SERVER_DIR=$work/server "$root/scripts/server.sh" "$1" 8299; }
+compare() { "$build/bench/compare" "${ROUNDS:-5}" "$@"; }
+
+case $what in
+  sqlite | postgres) size=${*:--N10 -X1000} ;;
+  own) size=${*:--N10 -X10000} ;;
+  scale) ;;
+  *) sed -n '2,/^set/{/^#/s/^# \{0,1\}//p}' "$0"; exit 2 ;;
+esac
+(cd "$root" && cmake --preset bench && cmake --build --preset bench -j"$(nproc)") >/dev/null
+
+work=$(mktemp -d "${KELPTEST_BENCH_DIR:-/var/tmp}/kelptest-bench-XXXXXX")
+chmod 711 "$work"
+trap finish EXIT
+store=$work/store
+fresh="rm -f $store $store-wal $store-shm; sync"
+kelptest="$build/kelptest -Hfile:$store"
+floor="$build/bench/floor_sqlite $store"
+
+case $what in
+  sqlite) compare "$fresh" "kelptest=$kelptest $size" "floor=$floor $size" \
+    "plain=$floor plain $size" "plain-defaults=$floor plain cache_size=-2000 wal_autocheckpoint=1000 $size" ;;
+  own) compare "$fresh" "null=env LD_LIBRARY_PATH=$build/bench/null $kelptest $size" \
+    "sqlite=$kelptest $size" ;;
+  scale)
+    compare "$fresh" "X10000=$kelptest -N10 -X10000" "X1000=$kelptest -N10 -X1000" \
+      "floorX10000=$floor -N10 -X10000" ;;
+  postgres)
+    server start
+    export PGHOST=127.0.0.1 PGPORT=8299 PGUSER=tov PGPASSWORD=riverbank PGOPTIONS='-c client_min_messages=warning'
+    compare "psql -qXc 'DROP SCHEMA IF EXISTS kelp, kelp_floor CASCADE'" \
+      "kelptest=$build/kelptest -H$PGHOST -C$PGPORT $size" "floor=$build/bench/floor_postgres $size" ;;
+esac
