@@ -47,15 +47,22 @@ find_folder() {
   data=$folder/data
 }
 
-# Of the version that made the data, or else of the newest one.
-find_programs() {
-  local version candidates
+# Where the programs are: of the version that made the data, or else of the newest one.
+programs_folder() {
+  local version folder
   version=$(as_server cat "$data/PG_VERSION" 2>/dev/null || true)
-  candidates=(/usr/lib/postgresql/*/bin)
-  [ -z "$version" ] || candidates=("/usr/lib/postgresql/$version/bin")
-  programs=$(printf '%s\n' "${candidates[@]}" | sort -V | tail -n 1)
-  [ -x "$programs/pg_ctl" ] || programs=$(pg_config --bindir 2>/dev/null || true)
-  [ -x "$programs/pg_ctl" ] || fail "PostgreSQL${version:+ $version} is not installed"
+  folder=$(compgen -G "/usr/lib/postgresql/${version:-*}/bin" | sort -V | tail -n 1 || true)
+  [ -x "$folder/pg_ctl" ] || folder=$(pg_config --bindir 2>/dev/null || true)
+  [ ! -x "$folder/pg_ctl" ] || echo "$folder"
+}
+
+find_programs() {
+  programs=$(programs_folder)
+  if [ -z "$programs" ] && [ "$1" = start ]; then
+    need_packages postgresql
+    programs=$(programs_folder)
+  fi
+  [ -n "$programs" ] || fail "PostgreSQL is not installed, or not in the version that made $data"
 }
 
 running() { as_server "$programs/pg_ctl" -D "$data" status >/dev/null 2>&1; }
@@ -100,7 +107,7 @@ if ! [[ $port =~ ^[1-9][0-9]{0,4}$ ]] || [ "$port" -gt 65535 ]; then fail "no po
 server_user=
 find_user
 find_folder
-find_programs
+find_programs "$1"
 case $1 in
   start) start ;;
   stop) ! running || as_server "$programs/pg_ctl" -D "$data" -m fast -w stop >/dev/null ;;
