@@ -1,6 +1,7 @@
 // Rows go to the server in key order and without repeated keys: a statement cannot touch a row
-// twice, and writers that take rows in one order do not deadlock. Writes hold on to their points
-// (FOR KEY SHARE), so that a point deleted meanwhile leaves no samples behind.
+// twice, and writers that take rows in one order do not deadlock. A write holds on to its points
+// (FOR KEY SHARE), so that one deleted meanwhile leaves no samples behind; points that do not exist
+// are found by their number only after the fact, and the write is done again without them.
 #include "postgres/postgres_store.h"
 
 #include <algorithm>
@@ -21,21 +22,23 @@ namespace {
 // stay silent for long.
 constexpr size_t kRowsPerStatement = 65536;
 
+constexpr const char *kHoldPoints =
+    "SELECT count(*) FROM (SELECT 1 FROM object WHERE id = ANY ($1) AND kind >= 32 FOR KEY SHARE)"
+    " AS held";
+
 constexpr const char *kInsertSamples =
-    "WITH known AS (SELECT id FROM object WHERE id = ANY ($5) AND kind >= 32 FOR KEY SHARE)"
-    " INSERT INTO sample (point_id, time, status, value)"
-    " SELECT r.id, r.time, r.status, r.value"
-    " FROM unnest($1, $2, $3, $4) AS r (id, time, status, value) JOIN known ON known.id = r.id"
+    "INSERT INTO sample (point_id, time, status, value) SELECT * FROM unnest($1, $2, $3, $4)"
     " ON CONFLICT (point_id, time) DO UPDATE"
     " SET status = excluded.status, value = excluded.value";
 
 constexpr const char *kSetCurrentValues =
     "INSERT INTO current_value (point_id, time, status, value)"
-    " SELECT r.id, r.time, r.status, r.value"
-    " FROM unnest($1, $2, $3, $4) AS r (id, time, status, value)"
-    " JOIN object AS o ON o.id = r.id AND o.kind >= 32"
+    " SELECT * FROM unnest($1, $2, $3, $4)"
     " ON CONFLICT (point_id) DO UPDATE"
     " SET time = excluded.time, status = excluded.status, value = excluded.value";
+
+// Thrown, and caught, where some of the points that were written to turn out not to exist.
+struct UnknownPoints {};
 
 Parameter to_parameter(const SqlValue &value) {
   if (const auto *number = std::get_if<int64_t>(&value)) return {std::to_string(*number), 0};
@@ -89,14 +92,12 @@ std::vector<Reading> to_readings(const Result &result) {
   return readings;
 }
 
-// Positions of rows; those of one statement are a part of them.
-using Positions = std::span<const size_t>;
-
-// The rows in key order, the last row of each key only.
-std::vector<size_t> in_key_order(const SampleRows &rows) {
+// The rows whose code is kOk in key order, the last row of each key only.
+std::vector<size_t> in_key_order(const SampleRows &rows, const std::vector<ResultCode> &codes) {
   const auto key = [&](size_t row) { return std::pair(rows.ids[row], rows.times[row]); };
   std::vector<size_t> order(rows.count);
   std::iota(order.begin(), order.end(), 0);
+  std::erase_if(order, [&](size_t row) { return codes[row] != kOk; });
   const auto ascending = [&](size_t a, size_t b) { return key(a) < key(b); };
   const auto same = [&](size_t a, size_t b) { return key(a) == key(b); };
   if (!std::is_sorted(order.begin(), order.end(), ascending)) {
@@ -107,7 +108,7 @@ std::vector<size_t> in_key_order(const SampleRows &rows) {
   return order;
 }
 
-std::vector<Parameter> columns(const SampleRows &rows, Positions part) {
+std::vector<Parameter> columns(const SampleRows &rows, std::span<const size_t> part) {
   const auto column = [&]<typename Number>(Oid type, Oid element, Number, const auto &entries) {
     return number_array<Number>(type, element, part.size(),
                                 [&](size_t i) { return entries[part[i]]; });
@@ -118,21 +119,12 @@ std::vector<Parameter> columns(const SampleRows &rows, Positions part) {
           column(kFloat8Array, kFloat8, double{}, rows.values)};
 }
 
-std::vector<int32_t> distinct_ids(const SampleRows &rows, Positions part) {
+std::vector<int32_t> distinct_ids(const SampleRows &rows, std::span<const size_t> part) {
   std::vector<int32_t> ids;
   for (const size_t row : part) {
     if (ids.empty() || ids.back() != rows.ids[row]) ids.push_back(rows.ids[row]);
   }
   return ids;
-}
-
-std::vector<Command> write_commands(WriteKind kind, const SampleRows &rows, Positions part) {
-  std::vector<Parameter> parameters = columns(rows, part);
-  std::vector<Command> commands;
-  if (kind == WriteKind::realtime) commands.push_back({kSetCurrentValues, parameters});
-  parameters.push_back(int4_array(distinct_ids(rows, part)));
-  commands.insert(commands.begin(), {kInsertSamples, std::move(parameters)});
-  return commands;
 }
 
 }  // namespace
@@ -232,26 +224,44 @@ std::vector<bool> PostgresStore::known_points(std::span<const int32_t> ids) {
 }
 
 std::vector<ResultCode> PostgresStore::write(WriteKind kind, const SampleRows &rows) {
-  const std::vector<size_t> order = in_key_order(rows);
-  return transaction([&] {
-    size_t written = 0;
-    for (size_t first = 0; first < order.size(); first += kRowsPerStatement) {
-      const Positions part =
-          Positions(order).subspan(first, std::min(kRowsPerStatement, order.size() - first));
-      const auto results = session_.exchange(write_commands(kind, rows, part));
-      written += std::strtoull(PQcmdTuples(results[0].get()), nullptr, 10);
+  std::vector<ResultCode> codes(rows.count, kOk);
+  for (;;) {
+    const std::vector<size_t> order = in_key_order(rows, codes);
+    try {
+      transaction([&] {
+        for (size_t first = 0; first < order.size(); first += kRowsPerStatement) {
+          const size_t count = std::min(kRowsPerStatement, order.size() - first);
+          write_part(kind, rows, std::span(order).subspan(first, count));
+        }
+        return 0;
+      });
+      return codes;
+    } catch (const UnknownPoints &) {
+      mark_unknown(rows, order, codes);
     }
-    std::vector<ResultCode> codes(rows.count, kOk);
-    if (written == order.size()) return codes;
-    // Some points are unknown; find out which.
-    const std::vector<int32_t> points = distinct_ids(rows, order);
-    const std::vector<bool> known = known_points(points);
-    for (size_t row = 0; row < rows.count; ++row) {
-      const auto point = std::lower_bound(points.begin(), points.end(), rows.ids[row]);
-      if (!known[point - points.begin()]) codes[row] = kUnknownName;
-    }
-    return codes;
-  });
+  }
+}
+
+void PostgresStore::write_part(WriteKind kind, const SampleRows &rows,
+                               std::span<const size_t> part) {
+  const std::vector<int32_t> points = distinct_ids(rows, part);
+  const std::vector<Parameter> parameters = columns(rows, part);
+  std::vector<Command> commands{{kHoldPoints, {int4_array(points)}}, {kInsertSamples, parameters}};
+  if (kind == WriteKind::realtime) commands.push_back({kSetCurrentValues, parameters});
+  const auto results = session_.exchange(commands);
+  const auto held = number_at<int64_t>(results[0], 0, 0);
+  if (held != static_cast<int64_t>(points.size())) throw UnknownPoints();
+}
+
+void PostgresStore::mark_unknown(const SampleRows &rows, std::span<const size_t> order,
+                                 std::vector<ResultCode> &codes) {
+  const std::vector<int32_t> points = distinct_ids(rows, order);
+  const std::vector<bool> known = known_points(points);
+  for (size_t row = 0; row < rows.count; ++row) {
+    const auto point = std::lower_bound(points.begin(), points.end(), rows.ids[row]);
+    if (point == points.end() || *point != rows.ids[row]) continue;  // marked before
+    if (!known[point - points.begin()]) codes[row] = kUnknownName;
+  }
 }
 
 std::vector<Reading> PostgresStore::current(std::span<const int32_t> ids) {

@@ -33,6 +33,12 @@ class PostgresStore final : public SqlStore {
   template <typename Work>
   auto transaction(Work &&work);
 
+  // Writes the rows at these positions, inside a transaction.
+  void write_part(WriteKind kind, const SampleRows &rows, std::span<const size_t> part);
+  // Sets the codes of those rows whose point does not exist.
+  void mark_unknown(const SampleRows &rows, std::span<const size_t> order,
+                    std::vector<ResultCode> &codes);
+
   Session session_;
 };
 

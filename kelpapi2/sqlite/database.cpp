@@ -43,7 +43,8 @@ bool Statement::step() {
 }
 
 double Statement::real(int column) const {
-  return type(column) == SQLITE_NULL ? std::nan("") : sqlite3_column_double(handle_.get(), column);
+  const double value = sqlite3_column_double(handle_.get(), column);
+  return value == 0 && type(column) == SQLITE_NULL ? std::nan("") : value;
 }
 
 std::string Statement::text(int column) const {

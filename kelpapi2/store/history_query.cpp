@@ -13,6 +13,7 @@ namespace {
 constexpr size_t kLargeWindow = 8192;
 constexpr size_t kSmallWindow = 64;
 constexpr uint32_t kMostPoints = 1024;
+constexpr uint32_t kFirstPoints = 32;
 
 }  // namespace
 
@@ -21,7 +22,7 @@ HistoryQuery::HistoryQuery(std::shared_ptr<Store> store, std::vector<int32_t> id
     : store_(std::move(store)),
       ids_(std::move(ids)),
       intervals_(intervals),
-      span_(kMostPoints),
+      span_(kFirstPoints),
       limit_(kLargeWindow) {
   if (!ids_.empty() && intervals_.begin < intervals_.end) move_window(0, intervals_.begin);
 }
