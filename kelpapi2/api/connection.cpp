@@ -28,7 +28,7 @@ ConnectionHandle kelp2_init(int32_t option, const char *host, int32_t port, int3
 }
 
 int32_t kelp2_status(ConnectionHandle connection) {
-  return connection != nullptr && connection->store->alive() ? kOk : kLost;
+  return guarded([&] { return store_of(connection).alive() ? kOk : kLost; });
 }
 
 int32_t kelp2_close(ConnectionHandle connection) {

@@ -45,9 +45,10 @@ inline void require_rows(int32_t count) {
                                       std::to_string(kMostRows) + " that it takes");
 }
 
-inline int32_t report(const Failure &failure) noexcept {
-  if (failure.what()[0] != '\0') std::fprintf(stderr, "libkelpapi2: %s\n", failure.what());
-  return failure.code();
+// Says why a call failed, if there is something to say; allocates nothing.
+inline int32_t report(ResultCode code, const char *cause) noexcept {
+  if (cause[0] != '\0') std::fprintf(stderr, "libkelpapi2: %s\n", cause);
+  return code;
 }
 
 // Runs a call and returns what it returns, or the code of its failure.
@@ -56,11 +57,13 @@ int32_t guarded(Call &&call) noexcept {
   try {
     return call();
   } catch (const Failure &failure) {
-    return report(failure);
+    return report(failure.code(), failure.what());
   } catch (const std::bad_alloc &) {
-    return report(Failure(kOutOfMemory, "out of memory"));
+    return report(kOutOfMemory, "out of memory");
   } catch (const std::exception &error) {
-    return report(Failure(kInternal, error.what()));
+    return report(kInternal, error.what());
+  } catch (...) {
+    return report(kInternal, "an unknown failure");
   }
 }
 

@@ -137,20 +137,23 @@ PostgresStore::PostgresStore(const StoreAddress &address) : session_(address) {
 
 template <typename Work>
 auto PostgresStore::retried(Work &&work) {
-  constexpr int kAttempts = 6;
+  constexpr std::chrono::milliseconds kLongestPause(500);
   static thread_local std::minstd_rand random{std::random_device()()};
   const auto deadline = Session::Clock::now() + session_.bound();
-  for (int attempt = 1;; ++attempt) {
+  for (std::chrono::milliseconds longest(20);; longest = std::min(longest * 2, kLongestPause)) {
+    const auto pause = longest * (random() % 1000) / 1000;
     try {
       return work();
     } catch (const SqlFailure &failure) {
-      if (!is_retryable(failure.state()) || attempt == kAttempts) throw;
+      if (!is_retryable(failure.state()) || Session::Clock::now() + pause > deadline) throw;
     }
-    const auto longest = std::chrono::milliseconds(10 << attempt);
-    const auto pause = longest * (random() % 1000) / 1000;
-    if (Session::Clock::now() + pause > deadline) throw Failure(kConflict);
     std::this_thread::sleep_for(pause);
   }
+}
+
+Result PostgresStore::ask(const std::string &query, std::vector<Parameter> parameters) {
+  const std::vector<Command> commands{{query, std::move(parameters)}};
+  return retried([&] { return std::move(session_.exchange(commands)[0]); });
 }
 
 template <typename Work>
@@ -168,19 +171,14 @@ auto PostgresStore::transaction(Work &&work) {
   });
 }
 
-bool PostgresStore::alive() noexcept {
-  try {
-    session_.exchange({});
-    return session_.usable();
-  } catch (const std::exception &) {
-    return false;
-  }
+bool PostgresStore::alive() {
+  session_.exchange({});
+  return session_.usable();
 }
 
 int32_t PostgresStore::now() {
-  const auto results = session_.exchange(
-      {{"SELECT CAST (floor(extract(epoch FROM clock_timestamp())) AS integer)"}});
-  return number_at<int32_t>(results[0], 0, 0);
+  const Result row = ask("SELECT CAST (floor(extract(epoch FROM clock_timestamp())) AS integer)");
+  return number_at<int32_t>(row, 0, 0);
 }
 
 std::vector<std::vector<SqlRow>> PostgresStore::run(Access access,
@@ -200,25 +198,25 @@ std::vector<std::vector<SqlRow>> PostgresStore::run(Access access,
 }
 
 std::vector<int32_t> PostgresStore::point_ids(std::span<const std::string> names) {
-  const auto results = session_.exchange(
-      {{"SELECT coalesce(o.id, 0) FROM unnest($1) WITH ORDINALITY AS n (name, position)"
-        " LEFT JOIN object AS o ON o.full_name = n.name AND o.kind >= 32 ORDER BY n.position",
-        {text_array(names)}}});
+  const Result found =
+      ask("SELECT coalesce(o.id, 0) FROM unnest($1) WITH ORDINALITY AS n (name, position)"
+          " LEFT JOIN object AS o ON o.full_name = n.name AND o.kind >= 32 ORDER BY n.position",
+          {text_array(names)});
   std::vector<int32_t> ids;
   for (size_t i = 0; i < names.size(); ++i) {
-    ids.push_back(number_at<int32_t>(results[0], static_cast<int>(i), 0));
+    ids.push_back(number_at<int32_t>(found, static_cast<int>(i), 0));
   }
   return ids;
 }
 
 std::vector<bool> PostgresStore::known_points(std::span<const int32_t> ids) {
-  const auto results = session_.exchange(
-      {{"SELECT o.id IS NOT NULL FROM unnest($1) WITH ORDINALITY AS i (id, position)"
-        " LEFT JOIN object AS o ON o.id = i.id AND o.kind >= 32 ORDER BY i.position",
-        {int4_array(ids)}}});
+  const Result found =
+      ask("SELECT o.id IS NOT NULL FROM unnest($1) WITH ORDINALITY AS i (id, position)"
+          " LEFT JOIN object AS o ON o.id = i.id AND o.kind >= 32 ORDER BY i.position",
+          {int4_array(ids)});
   std::vector<bool> known;
   for (size_t i = 0; i < ids.size(); ++i) {
-    known.push_back(PQgetvalue(results[0].get(), static_cast<int>(i), 0)[0] != 0);
+    known.push_back(PQgetvalue(found.get(), static_cast<int>(i), 0)[0] != 0);
   }
   return known;
 }
@@ -266,39 +264,38 @@ void PostgresStore::mark_unknown(const SampleRows &rows, std::span<const size_t>
 
 std::vector<Reading> PostgresStore::current(std::span<const int32_t> ids) {
   return to_readings(
-      session_.exchange({{"SELECT o.id IS NOT NULL, c.time, c.status, c.value"
-                          " FROM unnest($1) WITH ORDINALITY AS i (id, position)"
-                          " LEFT JOIN object AS o ON o.id = i.id AND o.kind >= 32"
-                          " LEFT JOIN current_value AS c ON c.point_id = i.id ORDER BY i.position",
-                          {int4_array(ids)}}})[0]);
+      ask("SELECT o.id IS NOT NULL, c.time, c.status, c.value"
+          " FROM unnest($1) WITH ORDINALITY AS i (id, position)"
+          " LEFT JOIN object AS o ON o.id = i.id AND o.kind >= 32"
+          " LEFT JOIN current_value AS c ON c.point_id = i.id ORDER BY i.position",
+          {int4_array(ids)}));
 }
 
 std::vector<Reading> PostgresStore::as_of(std::span<const int32_t> ids, int32_t time) {
-  return to_readings(session_.exchange(
-      {{"SELECT o.id IS NOT NULL, s.time, s.status, s.value"
-        " FROM unnest($1) WITH ORDINALITY AS i (id, position)"
-        " LEFT JOIN object AS o ON o.id = i.id AND o.kind >= 32"
-        " LEFT JOIN LATERAL (SELECT time, status, value FROM sample"
-        "   WHERE point_id = i.id AND time <= $2 ORDER BY time DESC LIMIT 1) AS s ON true"
-        " ORDER BY i.position",
-        {int4_array(ids), int4(time)}}})[0]);
+  return to_readings(
+      ask("SELECT o.id IS NOT NULL, s.time, s.status, s.value"
+          " FROM unnest($1) WITH ORDINALITY AS i (id, position)"
+          " LEFT JOIN object AS o ON o.id = i.id AND o.kind >= 32"
+          " LEFT JOIN LATERAL (SELECT time, status, value FROM sample"
+          "   WHERE point_id = i.id AND time <= $2 ORDER BY time DESC LIMIT 1) AS s ON true"
+          " ORDER BY i.position",
+          {int4_array(ids), int4(time)}));
 }
 
 std::vector<RangeRow> PostgresStore::range(std::span<const int32_t> ids, int32_t resume,
                                            int32_t begin, int32_t end, size_t limit) {
-  const auto results =
-      session_.exchange({{"SELECT CAST (i.position - 1 AS integer), s.time, s.status, s.value"
-                          " FROM unnest($1) WITH ORDINALITY AS i (id, position)"
-                          " CROSS JOIN LATERAL (SELECT time, status, value FROM sample"
-                          "   WHERE point_id = i.id AND time < $4"
-                          "   AND time >= CASE WHEN i.position = 1 THEN $2 ELSE $3 END"
-                          "   ORDER BY time LIMIT $5) AS s"
-                          " ORDER BY i.position, s.time LIMIT $5",
-                          {int4_array(ids), int4(resume), int4(begin), int4(end),
-                           int4(static_cast<int32_t>(limit))}}});
+  const Result found = ask(
+      "SELECT CAST (i.position - 1 AS integer), s.time, s.status, s.value"
+      " FROM unnest($1) WITH ORDINALITY AS i (id, position)"
+      " CROSS JOIN LATERAL (SELECT time, status, value FROM sample"
+      "   WHERE point_id = i.id AND time < $4"
+      "   AND time >= CASE WHEN i.position = 1 THEN $2 ELSE $3 END"
+      "   ORDER BY time LIMIT $5) AS s"
+      " ORDER BY i.position, s.time LIMIT $5",
+      {int4_array(ids), int4(resume), int4(begin), int4(end), int4(static_cast<int32_t>(limit))});
   std::vector<RangeRow> rows;
-  for (int row = 0; row < PQntuples(results[0].get()); ++row) {
-    rows.push_back({number_at<uint32_t>(results[0], row, 0), sample_at(results[0], row, 1)});
+  for (int row = 0; row < PQntuples(found.get()); ++row) {
+    rows.push_back({number_at<uint32_t>(found, row, 0), sample_at(found, row, 1)});
   }
   return rows;
 }

@@ -11,7 +11,7 @@ class PostgresStore final : public SqlStore {
  public:
   explicit PostgresStore(const StoreAddress &address);
 
-  bool alive() noexcept override;
+  bool alive() override;
   int32_t now() override;
   std::vector<int32_t> point_ids(std::span<const std::string> names) override;
   std::vector<bool> known_points(std::span<const int32_t> ids) override;
@@ -33,6 +33,8 @@ class PostgresStore final : public SqlStore {
   template <typename Work>
   auto transaction(Work &&work);
 
+  // The answer to a query.
+  Result ask(const std::string &query, std::vector<Parameter> parameters = {});
   // Writes the rows at these positions, inside a transaction.
   void write_part(WriteKind kind, const SampleRows &rows, std::span<const size_t> part);
   // Sets the codes of those rows whose point does not exist.

@@ -57,6 +57,9 @@ bool verify(Session &session) {
     if (failure.state() == "3F000" || failure.state() == "42P01") return false;
     throw;
   }
+  if (PQgetisnull(results[0].get(), 0, 0)) {
+    throw Failure(kForeignStore, session.server() + ": schema kelp is not a kelp store");
+  }
   const int32_t version = number_at<int32_t>(results[0], 0, 0);
   if (version > kSchemaVersion) {
     throw Failure(kForeignStore, session.server() + ": schema kelp was made by a newer version (" +

@@ -34,11 +34,13 @@ std::vector<std::string> split_hosts(const std::string &hosts) {
 bool wait_for_socket(int socket, short events, Clock::time_point deadline) {
   for (;;) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    if (left.count() < 0) return false;
     pollfd request{socket, events, 0};
-    const int ready = poll(&request, 1, static_cast<int>(std::max<int64_t>(left.count(), 0)));
+    const int ready = poll(&request, 1, static_cast<int>(std::min<int64_t>(left.count(), 60'000)));
     if (ready > 0) return true;
-    if (ready == 0) return false;
-    if (errno != EINTR) return true;  // the next call on the socket will say what is wrong
+    if (ready == 0 && Clock::now() >= deadline) return false;
+    // The next call on the socket will say what is wrong.
+    if (ready < 0 && errno != EINTR) return true;
   }
 }
 
@@ -109,19 +111,25 @@ void Session::connect(const StoreAddress &address, const std::string &host, bool
 
 std::vector<Result> Session::exchange(const std::vector<Command> &commands) {
   if (!connection_) throw Failure(kLost);  // why was said when it was lost
-  std::vector<Sent> sent;
   const bool begins = begin_pending_;
   begin_pending_ = false;
-  if (begins) {
-    in_transaction_ = true;
-    send({"BEGIN"}, sent);
+  in_transaction_ = in_transaction_ || begins;
+  try {
+    std::vector<Sent> sent;
+    if (begins) send({"BEGIN"}, sent);
+    for (const Command &command : commands) send(command, sent);
+    if (PQpipelineSync(connection_.get()) != 1) give_up(kLost, "the connection was lost");
+    flush();
+    std::vector<Result> results = collect(sent);
+    if (begins) results.erase(results.begin());
+    return results;
+  } catch (const SqlFailure &) {
+    throw;
+  } catch (...) {
+    // Unread answers would be taken for those of the next commands.
+    connection_.reset();
+    throw;
   }
-  for (const Command &command : commands) send(command, sent);
-  if (PQpipelineSync(connection_.get()) != 1) give_up(kLost, "the connection was lost");
-  flush();
-  std::vector<Result> results = collect(sent);
-  if (begins) results.erase(results.begin());
-  return results;
 }
 
 void Session::commit() {
@@ -136,7 +144,7 @@ void Session::roll_back() noexcept {
   if (!in_transaction_ || !connection_) return;
   try {
     exchange({{"ROLLBACK"}});
-  } catch (const Failure &) {
+  } catch (...) {
     // The server does it when it finds the connection gone.
     connection_.reset();
   }
@@ -175,13 +183,11 @@ std::vector<Result> Session::collect(const std::vector<Sent> &sent) {
   Result failed;
   for (size_t i = 0; Result result = next_result(); ++i) {
     const ExecStatusType status = PQresultStatus(result.get());
-    if (status == PGRES_PIPELINE_SYNC || i == sent.size()) {
-      if (!failed && status != PGRES_PIPELINE_SYNC) failed = std::move(result);
-      break;
-    }
+    if (status == PGRES_PIPELINE_SYNC) break;
     const bool done = status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
-    if (!done && sent[i].preparation) prepared_.erase(sent[i].sql);
-    if (done && !sent[i].preparation) results.push_back(std::move(result));
+    const bool preparation = i < sent.size() && sent[i].preparation;
+    if (!done && preparation) prepared_.erase(sent[i].sql);
+    if (done && !preparation) results.push_back(std::move(result));
     if (!done && !failed) failed = std::move(result);
     // Nothing more will come, and the first failure says best why.
     if (failed && PQstatus(connection_.get()) == CONNECTION_BAD) break;

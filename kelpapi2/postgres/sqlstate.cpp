@@ -55,7 +55,10 @@ ResultCode code_of_sqlstate(std::string_view state) {
   return entry == kTable.end() ? kInternal : entry->code;
 }
 
-bool is_retryable(std::string_view state) { return is_any_of(state, {"40001", "40P01"}); }
+bool is_retryable(std::string_view state) {
+  // Of foreign_key_violation, which a node deleted meanwhile gives, the second run finds the cause.
+  return is_any_of(state, {"40001", "40P01", "23503"});
+}
 
 bool is_creation_race(std::string_view state) {
   // unique_violation on a catalog, duplicate schema, table or object, "tuple concurrently updated"

@@ -90,6 +90,13 @@ Statement &Database::statement(const std::string &sql) {
   return statements_.emplace(sql, Statement(*this, handle)).first->second;
 }
 
+void Database::reset_statements() {
+  sqlite3_stmt *statement = nullptr;
+  while ((statement = sqlite3_next_stmt(handle_.get(), statement)) != nullptr) {
+    sqlite3_reset(statement);
+  }
+}
+
 void Database::execute(const char *sql) {
   check(sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr));
 }
@@ -121,10 +128,11 @@ Transaction::Transaction(Database &database, Kind kind) : database_(database) {
 }
 
 Transaction::~Transaction() {
+  database_.reset_statements();
   if (!database_.in_transaction()) return;
   try {
     database_.statement("ROLLBACK").run();
-  } catch (const Failure &) {
+  } catch (const std::exception &) {
     // SQLite has rolled back by itself, or the connection is beyond use; the next call will say so.
   }
 }

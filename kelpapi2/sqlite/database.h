@@ -66,6 +66,8 @@ class Database {
 
   // The prepared statement of this text, made once.
   Statement &statement(const std::string &sql);
+  // Ends the runs that an exception has left in their middle.
+  void reset_statements();
   // Runs one or several statements without parameters or rows.
   void execute(const char *sql);
   // The one number that a query without parameters yields.

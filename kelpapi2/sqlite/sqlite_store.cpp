@@ -62,12 +62,8 @@ auto SqliteStore::write_transaction(Work &&work) {
   return result;
 }
 
-bool SqliteStore::alive() noexcept {
-  try {
-    return file_.in_place() && database().number("SELECT count(*) FROM object WHERE id = 1") >= 0;
-  } catch (const std::exception &) {
-    return false;
-  }
+bool SqliteStore::alive() {
+  return file_.in_place() && database().number("SELECT count(*) FROM object WHERE id = 1") >= 0;
 }
 
 int32_t SqliteStore::now() {

@@ -78,6 +78,21 @@ void create_if_missing(const std::string &path) {
   }
 }
 
+void check_kind(const std::string &path) {
+  constexpr off_t smallest_database = 512;
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) fail_with_errno(path, errno);
+  if (!S_ISREG(status.st_mode)) throw Failure(kDenied, "store " + path + ": not a file");
+  // SQLite would take a file of one byte for an empty one.
+  if (status.st_size > 0 && status.st_size < smallest_database) {
+    throw Failure(kForeignStore, "store " + path + ": file is not a database");
+  }
+  const std::string folder = std::filesystem::path(path).parent_path().string();
+  if (access(folder.c_str(), W_OK) != 0) {
+    throw Failure(kDenied, "store " + path + ": its directory cannot be written");
+  }
+}
+
 bool is_empty(Database &database) {
   return database.number("SELECT count(*) FROM sqlite_master") == 0 &&
          database.number("PRAGMA application_id") == 0 &&
@@ -123,14 +138,15 @@ StoreFile::StoreFile(const std::string &path, int wait_seconds, bool lazy_commit
   if (error) fail_with_errno(path, error.value());
   create_if_missing(absolute);
 
-  struct stat status = {};
-  if (stat(absolute.c_str(), &status) != 0) fail_with_errno(absolute, errno);
-  if (!S_ISREG(status.st_mode)) throw Failure(kDenied, "store " + absolute + ": not a file");
-  device_ = status.st_dev;
-  inode_ = status.st_ino;
+  check_kind(absolute);
+  file_ = identity_of(absolute);
 
   database_ = std::make_unique<Database>(absolute, wait_seconds);
   prepare(wait_seconds, lazy_commits);
+  // SQLite opens its log with the first transaction, and keeps it for as long as a session is open.
+  verify(*database_);
+  log_path_ = absolute + "-wal";
+  log_ = identity_of(log_path_);
   check_in_place();
 }
 
@@ -150,14 +166,21 @@ void StoreFile::prepare(int wait_seconds, bool lazy_commits) {
   transaction.commit();
 }
 
+StoreFile::Identity StoreFile::identity_of(const std::string &path) {
+  struct stat status = {};
+  const bool there = stat(path.c_str(), &status) == 0;
+  return there ? Identity(status.st_dev, status.st_ino) : Identity();
+}
+
 bool StoreFile::in_place() const {
   struct stat status = {};
-  return stat(database_->path().c_str(), &status) == 0 && status.st_dev == device_ &&
-         status.st_ino == inode_;
+  if (stat(database_->path().c_str(), &status) != 0 || status.st_size == 0) return false;
+  return Identity(status.st_dev, status.st_ino) == file_ && identity_of(log_path_) == log_;
 }
 
 void StoreFile::check_in_place() const {
-  if (!in_place()) database_->fail(kLost, "the file was deleted or replaced while it was open");
+  if (!in_place())
+    database_->fail(kLost, "the file, or its -wal, was deleted or replaced while it was open");
 }
 
 }  // namespace kelp::sqlite

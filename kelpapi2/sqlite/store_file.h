@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "sqlite/database.h"
 
@@ -17,17 +18,22 @@ class StoreFile {
   StoreFile(const std::string &path, int wait_seconds, bool lazy_commits);
 
   Database &database() { return *database_; }
-  // True while the path still leads to the file that was opened.
+  // True while the paths still lead to the file that was opened and to its write-ahead log.
   bool in_place() const;
   // Throws kLost otherwise.
   void check_in_place() const;
 
  private:
+  // What tells a file from any other.
+  using Identity = std::pair<dev_t, ino_t>;
+  static Identity identity_of(const std::string &path);
+
   void prepare(int wait_seconds, bool lazy_commits);
 
   std::unique_ptr<Database> database_;
-  dev_t device_ = 0;
-  ino_t inode_ = 0;
+  std::string log_path_;
+  Identity file_;
+  Identity log_;
 };
 
 }  // namespace kelp::sqlite

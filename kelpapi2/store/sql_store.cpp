@@ -1,6 +1,6 @@
 // One dialect serves all engines here. Every object carries its full name, so that a lookup is one
-// probe of one index. Outcomes are read off the rows that a statement returns; only when something
-// was refused does a second look find out why.
+// probe of one index. Outcomes are read off the rows that statements return, and what it takes to
+// tell why one was refused is asked in the same transaction: once it is committed nothing can fail.
 #include "store/sql_store.h"
 
 #include <cmath>
@@ -118,18 +118,20 @@ std::vector<std::optional<ObjectRecord>> SqlStore::objects(std::span<const std::
 
 std::vector<ResultCode> SqlStore::insert(const std::string &parent,
                                          std::span<ObjectRecord *const> records) {
-  std::vector<SqlCommand> commands;
+  std::vector<SqlCommand> commands{{"SELECT kind FROM object WHERE full_name = $1", {parent}}};
   for (const ObjectRecord *record : records) commands.push_back(insert_command(parent, *record));
-  const auto inserted = run(Access::write, commands);
+  const auto results = run(Access::write, commands);
+  const auto &container = results[0];
 
   std::vector<ResultCode> codes(records.size(), kOk);
   for (size_t i = 0; i < records.size(); ++i) {
-    if (!inserted[i].empty()) {
-      records[i]->id = integer(inserted[i][0][0]);
+    const auto &inserted = results[i + 1];
+    if (!inserted.empty()) {
+      records[i]->id = integer(inserted[0][0]);
       continue;
     }
-    const auto container = find(parent);
-    const bool fits = container && container->kind == parent_kind(records[i]->kind);
+    const bool fits =
+        !container.empty() && integer(container[0][0]) == parent_kind(records[i]->kind);
     codes[i] = fits ? kExists : kNoParent;
   }
   return codes;
@@ -161,17 +163,15 @@ std::vector<ResultCode> SqlStore::erase(const std::string &parent, std::span<con
                               " AND NOT EXISTS (SELECT 1 FROM object WHERE id = $1)",
                           {id}});
     }
+    commands.push_back({"SELECT 1 FROM object WHERE parent_id = $1 LIMIT 1", {id}});
   }
-  const auto erased = run(Access::write, commands);
+  const auto results = run(Access::write, commands);
 
-  std::vector<ResultCode> codes(ids.size(), kOk);
-  for (size_t i = 0; i < ids.size(); ++i) {
-    if (!erased[i * 3].empty()) continue;
-    codes[i] = run(Access::read,
-                   {{"SELECT 1 FROM object WHERE parent_id = $1 LIMIT 1", {int64_t{ids[i]}}}})[0]
-                       .empty()
-                   ? kUnknownName
-                   : kNotEmpty;
+  std::vector<ResultCode> codes;
+  for (size_t first = 0; first < results.size(); first += 4) {
+    const bool erased = !results[first].empty();
+    const bool has_children = !results[first + 3].empty();
+    codes.push_back(erased ? kOk : has_children ? kNotEmpty : kUnknownName);
   }
   return codes;
 }

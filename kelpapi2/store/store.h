@@ -101,8 +101,8 @@ class Store {
  public:
   virtual ~Store() = default;
 
-  // Whether the session works; never throws.
-  virtual bool alive() noexcept = 0;
+  // Whether the session works. Fails where that is how a loss is found out.
+  virtual bool alive() = 0;
   virtual int32_t now() = 0;
 
   // The tree. Names are full names; an id of 0 or an empty record stands for an unknown object.

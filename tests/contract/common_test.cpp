@@ -45,7 +45,7 @@ TEST(Sqlstate, ExactStatesComeBeforeTheirClasses) {
       {kStorageFull, "53100 53400"},
       {kDenied, "28P01 28000 42501"},
       {kConflict, "40001 40002 40P01"},
-      {kInternal, "23502 23505 25001 42601 42P06 42P07 42710 57000 58030 XX000 ?"}};
+      {kInternal, "23502 23503 23505 25001 42601 42P06 42P07 42710 57000 58030 XX000 ?"}};
   std::string retryable, races;
   for (const auto &[code, states] : cases) {
     std::istringstream words(states);
@@ -56,7 +56,7 @@ TEST(Sqlstate, ExactStatesComeBeforeTheirClasses) {
     }
   }
   EXPECT_EQ(postgres::code_of_sqlstate(""), kLost);
-  EXPECT_EQ(retryable, "40001 40P01 ");
+  EXPECT_EQ(retryable, "40001 40P01 23503 ");
   EXPECT_EQ(races, "40001 40P01 23505 42P06 42P07 42710 XX000 ");
 }
 

@@ -229,7 +229,7 @@ TEST(Fault, FileDeletedOrReplacedUnderTheWriter) {
     EXPECT_TRUE(run.wait_for_output("kelp2_write_value error!\nconnect success!\n", 5s));
     // In a new store the old points are unknown; the replacement has points of the same ids.
     EXPECT_EQ(run.wait_for_output("write realvalue error!", 2.5s), !replaced) << run.output();
-    expect_one_line(run.errors(), store, ": the file was deleted or replaced");
+    expect_one_line(run.errors(), store, "was deleted or replaced");
     const std::string query = "SELECT count(*) > 0 FROM sample WHERE time >= ";
     EXPECT_EQ(sql(store, query + std::to_string(std::time(nullptr) - 3)),
               Rows{replaced ? "1" : "0"});
