@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <cstdlib>
 #include <map>
 #include <memory>
 #include <optional>
 
 #include "serverapi/kelpapi2.h"
 #include "support/process.h"
+#include "support/required.h"
 #include "support/server.h"
 
 namespace kelptest {
@@ -47,10 +47,7 @@ constexpr Way kWays[] = {kHistoryById, kHistoryByName, kCacheOne, kCache, kSnaps
 class Contract : public testing::TestWithParam<std::string> {
  protected:
   void SetUp() override {
-    const char *ci = std::getenv("CI");
-    const bool made = make_store(), in_ci = std::string(ci ? ci : "") == "true";
-    if (!made && in_ci) FAIL() << GetParam() << " is not installed";
-    if (!made) GTEST_SKIP() << GetParam() << " is not installed";
+    REQUIRE_OR_SKIP(make_store(), GetParam() << " is not installed");
     ASSERT_NE(connection_ = connect(), nullptr);
   }
   // An empty store that nobody else uses; false if the engine is not installed here.

@@ -10,7 +10,6 @@
 #include <csignal>
 #include <ctime>
 #include <fstream>
-#include <map>
 #include <memory>
 #include <numeric>
 #include <random>
@@ -18,6 +17,8 @@
 
 #include "serverapi/kelpapi2.h"
 #include "support/process.h"
+#include "support/required.h"
+#include "support/sequence.h"
 
 namespace kelptest {
 
@@ -25,9 +26,6 @@ using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 using Rows = std::vector<std::string>;
 using Connection = std::shared_ptr<kelp2_connection>;
-
-// What the program prints once it has come to the continuous writer.
-constexpr const char *kWriting = "I'm writing realvalue, once every second ! \n......\n";
 
 // The command line of the program on a store, with more options.
 std::vector<std::string> program(const std::string &path, std::vector<std::string> options = {}) {
@@ -63,40 +61,6 @@ Rows sql(const std::string &path, const std::string &query) {
   return result == SQLITE_OK ? rows : Rows{sqlite3_errmsg(file.get())};
 }
 
-// The demonstrations of a run, and what those print that do not just report their success.
-constexpr const char *kNames =
-    "connect_demo get_system_time_demo get_database_demo decode_encode_time_demo "
-    "insert_node_point_demo get_id_byname_demo write_realvalue_byid_demo read_realvalue_byid_demo "
-    "read_realvalue_byname_demo write_hisvalue_byid_demo get_hisvalue_byid_demo "
-    "write_hisvalue_byname_demo get_hisvalue_byname_demo get_statvalue_byid_demo "
-    "get_statvalue_byname_demo set_static_info_byid_demo set_node_static_info_byname_demo "
-    "get_node_static_info_byname_demo set_static_info_byname_demo get_static_info_byid_demo "
-    "get_static_info_byname_demo write_cache_byid_demo write_cache_one_byid_demo "
-    "write_snap_byid_demo get_snap_byid_demo get_snap_byname_demo write_realvalue_every_second";
-const std::map<std::string, std::string> kOutputs{
-    {"connect_demo", "connect success!\n"},
-    {"get_system_time_demo", "CLOCK\nkelp2_get_system_time success!\n"},
-    {"get_database_demo", "W3\nget_database_demo success!\n"},
-    {"insert_node_point_demo", "REPLACEDinsert node success!\ninsert point success!\n"},
-    {"get_id_byname_demo", "kelp2_get_id_byname success!\n"},
-    {"write_hisvalue_byid_demo", "kelp2_write_histroy_byid success!\n"},
-    {"get_hisvalue_byid_demo", "get_hisvalue_byid_demo success\n"},
-    {"write_realvalue_every_second", kWriting}};
-
-std::string expected_output(const std::string &clock, const std::string &replaced) {
-  std::string text;
-  std::istringstream names(kNames);
-  int number = 0;
-  for (std::string name; names >> name;) {
-    const std::string title = std::to_string(++number) + ". " + name + std::string(38, '-');
-    const auto lines = kOutputs.find(name);
-    text += "\n" + (std::string(29, '-') + title).substr(0, 78) + "\n";
-    text += lines == kOutputs.end() ? name + " success!\n" : lines->second;
-  }
-  text.replace(text.find("CLOCK"), 5, clock);
-  return text.replace(text.find("REPLACED"), 8, replaced);
-}
-
 TEST(Run, LeavesItsTreeAndValuesAndASecondRunReplacesThem) {
   const TempFolder folder;
   const std::string store = folder.path("store");
@@ -106,7 +70,7 @@ TEST(Run, LeavesItsTreeAndValuesAndASecondRunReplacesThem) {
     const std::string output = run.output();
     const size_t clock = output.find('\n', output.find("2. get_system_time_demo")) + 1;
     const std::string shown = output.substr(clock, output.find('\n', clock) - clock);
-    EXPECT_EQ(output, expected_output(shown, replaced));
+    EXPECT_EQ(output, expected_run(27, shown, replaced));
     tm utc{};
     ASSERT_NE(strptime(shown.c_str(), "%Y-%m-%d %H:%M:%S", &utc), nullptr) << shown;
     EXPECT_NEAR(double(timegm(&utc)), double(std::time(nullptr)), 30);
@@ -138,11 +102,8 @@ TEST(Run, LeavesItsTreeAndValuesAndASecondRunReplacesThem) {
 }
 
 TEST(Run, LeaksNothingAndReadsNothingUnset) {
-  if (!fs::exists(PLAIN_PROGRAM) || std::system("valgrind --version > /dev/null 2>&1") != 0) {
-    const char *ci = std::getenv("CI");
-    if (ci && std::string(ci) == "true") FAIL() << "no valgrind, or no " PLAIN_PROGRAM;
-    GTEST_SKIP() << "no valgrind, or no " PLAIN_PROGRAM;
-  }
+  const bool can_run = fs::exists(PLAIN_PROGRAM) && std::system("valgrind --version") == 0;
+  REQUIRE_OR_SKIP(can_run, "no valgrind, or no " PLAIN_PROGRAM);
   const TempFolder folder;
   Process run({"valgrind", "--leak-check=full", "--errors-for-leak-kinds=definite", PLAIN_PROGRAM,
                "-Hfile:" + folder.path("store"), "-X3"});

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <iterator>
 #include <memory>
 #include <sstream>
@@ -17,6 +16,7 @@
 
 #include "serverapi/kelpapi2.h"
 #include "support/process.h"
+#include "support/required.h"
 #include "support/server.h"
 
 namespace kelptest {
@@ -49,16 +49,6 @@ double seconds(Work &&work) {
   const auto begin = Clock::now();
   work();
   return std::chrono::duration<double>(Clock::now() - begin).count();
-}
-
-// Waits until the condition holds; false if it does not in time.
-template <typename Condition>
-bool wait_for(std::chrono::seconds time, Condition &&condition) {
-  for (const auto deadline = Clock::now() + time; !condition();) {
-    if (Clock::now() > deadline) return false;
-    std::this_thread::sleep_for(10ms);
-  }
-  return true;
 }
 
 // Inserts an object; its entry.
@@ -185,11 +175,7 @@ class Writer {
 class ServerTest : public testing::Test {
  protected:
   void SetUp() override {
-    if (!Server::available()) {
-      const char *ci = std::getenv("CI");
-      if (ci != nullptr && std::string(ci) == "true") FAIL() << "PostgreSQL is not installed";
-      GTEST_SKIP() << "PostgreSQL is not installed";
-    }
+    REQUIRE_OR_SKIP(Server::available(), "PostgreSQL is not installed");
     if (!server_) server_ = std::make_unique<Server>();
     login_ = {server_->host(), server_->port(), server_->new_database()};
   }

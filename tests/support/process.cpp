@@ -10,7 +10,6 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 
 namespace kelptest {
 
@@ -20,17 +19,6 @@ std::string contents(const std::string &path) {
   std::ostringstream text;
   text << std::ifstream(path).rdbuf();
   return text.str();
-}
-
-// Calls the condition until it holds; false if it still does not at the end of the time.
-template <typename Condition>
-bool poll(Process::Seconds timeout, Condition &&condition) {
-  const auto deadline = std::chrono::steady_clock::now() + timeout;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
 }
 
 }  // namespace
@@ -78,7 +66,7 @@ std::string Process::errors() const { return contents(folder_.path("err")); }
 
 bool Process::wait_for_output(const std::string &text, Seconds timeout) const {
   const auto shown = [&] { return output().find(text) != std::string::npos; };
-  poll(timeout, [&] {
+  wait_for(timeout, [&] {
     siginfo_t info{};
     waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT);
     return info.si_pid == pid_ || shown();
@@ -87,7 +75,7 @@ bool Process::wait_for_output(const std::string &text, Seconds timeout) const {
 }
 
 std::optional<int> Process::wait(Seconds timeout) {
-  poll(timeout, [&] {
+  wait_for(timeout, [&] {
     int status = 0;
     if (!status_ && waitpid(pid_, &status, WNOHANG) == pid_) {
       status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);

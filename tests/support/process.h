@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace kelptest {
@@ -51,6 +52,17 @@ class Process {
   pid_t pid_ = -1;
   std::optional<int> status_;
 };
+
+// Waits until the condition holds; false if it does not in time.
+template <typename Condition>
+bool wait_for(Process::Seconds timeout, Condition &&condition) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
 
 // Runs a command to its end and returns its standard output; throws with its standard error if it
 // fails or takes longer than the timeout.

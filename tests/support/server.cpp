@@ -10,7 +10,6 @@
 #include <random>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 
 namespace kelptest {
 
@@ -76,15 +75,6 @@ pid_t parent_of(const fs::path &process) {
   return parent;
 }
 
-template <typename Condition>
-void wait_until(const std::string &what, Condition &&condition) {
-  const auto deadline = std::chrono::steady_clock::now() + 30s;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("not " + what);
-    std::this_thread::sleep_for(5ms);
-  }
-}
-
 }  // namespace
 
 int free_port() {
@@ -133,10 +123,8 @@ void Server::start() {
   postmaster_ = std::make_unique<Process>(as_server(
       folder_.path(), {"postgres", "-D", folder_.path("data"), "-p", std::to_string(port_), "-c",
                        "listen_addresses=" + host_, "-k", folder_.path()}));
-  wait_until("started", [&] {
-    if (!postmaster_->wait(0s)) return ready();
-    throw std::runtime_error("PostgreSQL does not start: " + postmaster_->errors());
-  });
+  const bool started = wait_for(30s, [&] { return postmaster_->wait(0s) || ready(); }) && ready();
+  if (!started) throw std::runtime_error("PostgreSQL does not start: " + postmaster_->errors());
 }
 
 // The first line of this file is the postmaster's process id, the eighth its state.

@@ -1,8 +1,10 @@
-// A scripted library behind the program: it answers as it is told, stores nothing, and writes every
-// call with its input to standard output behind a ">", among what the program itself shows.
+// What stands behind the program in its tests. The library is scripted: it answers as it is told,
+// stores nothing, and writes every call with its input to standard output behind a ">", among what
+// the program itself shows. The clock, the pauses and the random numbers are not real.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -11,7 +13,7 @@
 
 namespace fake {
 
-constexpr int32_t kept = -1000000;  // leaves an entry, a field or a count as it was found
+constexpr int32_t kept = -1000000;  // leaves an entry as it was found
 
 // Keys are operations without their prefix ("write_value"), or one call of an operation, counted
 // from 1 ("write_value#2"), which goes first. What is not scripted succeeds.
@@ -29,12 +31,15 @@ struct Script {
   int sleeps = 0;                    // how many sleeps end the process; 0 if it is to end by itself
 };
 
-extern Script script;
+// The clock at the start; a pause of n seconds moves it on by n + 1.
+constexpr int32_t start_time = 1400000000;
+extern unsigned seed;  // of the random numbers, which modulo 32768 are 0, 1000, 2000, ...
 
 ConnectionHandle open_connection();
 
-// Writes a line with FAULT for all that the library made and the program did not release, save
-// connections.
-void report_leaks();
+// What the body shows and calls in a process of its own, with fresh globals; the last line is
+// ">returned" unless the process ended before the body did. Expects exit status 0, and shows as
+// FAULT what the library made and the program released wrongly or not; connections may stay open.
+std::string play(const Script &script, const std::function<void()> &body);
 
 }  // namespace fake
