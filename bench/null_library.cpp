@@ -1,10 +1,10 @@
 // A libkelpapi2 that does nothing: with it in the place of the real one, what a run of kelptest
 // takes is kelptest's own. Everything succeeds, and every history has 360 rows. Arrays are left as
 // kelptest clears them, objects and results are null.
+#include <kelpapi2.h>
+
 #include <cstdio>
 #include <numeric>
-
-#include "serverapi/kelpapi2.h"
 
 struct kelp2_connection {};
 struct kelp2_object {};

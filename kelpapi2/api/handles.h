@@ -2,12 +2,13 @@
 // library failures are exceptions, outside they are codes.
 #pragma once
 
+#include <kelpapi2.h>
+
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "serverapi/kelpapi2.h"
 #include "store/history_query.h"
 #include "store/store.h"
 

@@ -2,7 +2,8 @@
 // One implementation for all engines: they only deliver samples.
 #pragma once
 
-#include "serverapi/kelpapi2.h"
+#include <kelpapi2.h>
+
 #include "store/store.h"
 
 namespace kelp {

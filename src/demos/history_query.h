@@ -2,9 +2,9 @@
 // call, the errors of single points, then every point's result row by row.
 #pragma once
 
-#include <cstdint>
+#include <kelpapi2.h>
 
-#include "serverapi/kelpapi2.h"
+#include <cstdint>
 
 enum class Address { by_id, by_name };
 

@@ -2,11 +2,11 @@
 // are spread over the nodes, and the groups that name all of them.
 #pragma once
 
+#include <kelpapi2.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "serverapi/kelpapi2.h"
 
 // How many nodes and points a run has; a negative number on the command line counts as none.
 int32_t node_count();

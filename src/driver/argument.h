@@ -2,11 +2,11 @@
 // demonstrations hand on to one another, and the command line that fills it.
 #pragma once
 
+#include <kelpapi2.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "serverapi/kelpapi2.h"
 
 struct Argument {
   std::string host = "127.0.0.1";

@@ -1,5 +1,5 @@
 /* A caller in C: the header has to compile as C11 and the library to link without C++. */
-#include "serverapi/kelpapi2.h"
+#include <kelpapi2.h>
 
 /* 1 if the library does what it should. */
 int calls_library_from_c(void) {

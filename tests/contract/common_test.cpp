@@ -1,13 +1,13 @@
 // What needs no engine: the header and the exports, the calendar, and the meaning of a server's
 // error codes.
 #include <gtest/gtest.h>
+#include <kelpapi2.h>
 
 #include <algorithm>
 #include <ctime>
 #include <sstream>
 
 #include "postgres/sqlstate.h"
-#include "serverapi/kelpapi2.h"
 #include "support/process.h"
 
 namespace {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <kelpapi2.h>
 
 #include <algorithm>
 #include <bit>
@@ -11,7 +12,6 @@
 #include <memory>
 #include <optional>
 
-#include "serverapi/kelpapi2.h"
 #include "support/process.h"
 #include "support/required.h"
 #include "support/server.h"

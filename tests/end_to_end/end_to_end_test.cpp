@@ -1,6 +1,7 @@
 // The program and its library on real files: what whole runs print and leave behind; files that
 // cannot be used, that go away, that others lock; disks that fill up, and writers that are killed.
 #include <gtest/gtest.h>
+#include <kelpapi2.h>
 #include <sqlite3.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
@@ -15,7 +16,6 @@
 #include <random>
 #include <sstream>
 
-#include "serverapi/kelpapi2.h"
 #include "support/process.h"
 #include "support/required.h"
 #include "support/sequence.h"

@@ -3,13 +3,13 @@
 // the program itself shows. The clock, the pauses and the random numbers are not real.
 #pragma once
 
+#include <kelpapi2.h>
+
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
 #include <vector>
-
-#include "serverapi/kelpapi2.h"
 
 namespace fake {
 

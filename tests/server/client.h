@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <kelpapi2.h>
 
 #include <algorithm>
 #include <atomic>
@@ -14,7 +15,6 @@
 #include <thread>
 #include <vector>
 
-#include "serverapi/kelpapi2.h"
 #include "support/process.h"
 #include "support/required.h"
 #include "support/server.h"
