@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "api/handles.h"
+#include "api/open_store.h"
 #include "store/calendar.h"
 
 using namespace kelp;

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "store/history_query.h"
+#include "store/history_cursor.h"
 #include "store/store.h"
 
 struct kelp2_connection {
@@ -39,8 +39,14 @@ inline void require(bool condition) {
   if (!condition) throw Failure(kInvalidArgument);
 }
 
+// Arrays of `count` entries each, which may be null if there are none.
+template <typename... Entries>
+void require_arrays(int64_t count, const Entries *...arrays) {
+  require(count >= 0 && (count == 0 || (... && (arrays != nullptr))));
+}
+
+// As many rows as a call may carry.
 inline void require_rows(int32_t count) {
-  require(count >= 0);
   if (count <= kMostRows) return;
   throw Failure(kInvalidArgument, std::to_string(count) + " rows in one call are more than the " +
                                       std::to_string(kMostRows) + " that it takes");
@@ -66,6 +72,12 @@ int32_t guarded(Call &&call) noexcept {
   } catch (...) {
     return report(kInternal, "an unknown failure");
   }
+}
+
+// The names in a group.
+inline const std::vector<std::string> &names_of(GroupHandle group) {
+  require(group != nullptr);
+  return group->names;
 }
 
 // The store behind a connection.

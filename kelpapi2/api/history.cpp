@@ -9,7 +9,7 @@ namespace {
 
 bool is_mode(int32_t mode) { return mode == HistoryTimed || mode == HistoryStatistics; }
 
-// One result per point that exists and has a mode that is known; all of them share one query.
+// One result per point that exists and has a mode that is known; all of them share one cursor.
 int32_t query(ConnectionHandle connection, std::span<const int32_t> ids, const int32_t *modes,
               const Intervals &intervals, ResultHandle *results, int32_t *errors) {
   std::fill_n(results, ids.size(), nullptr);
@@ -19,12 +19,12 @@ int32_t query(ConnectionHandle connection, std::span<const int32_t> ids, const i
     errors[i] = !known[i] ? kUnknownName : is_mode(modes[i]) ? kOk : kInvalidArgument;
     if (errors[i] == kOk) queried.push_back(ids[i]);
   }
-  const auto shared =
-      std::make_shared<HistoryQuery>(connection->store, std::move(queried), intervals);
+  const auto cursor =
+      std::make_shared<HistoryCursor>(connection->store, std::move(queried), intervals);
   uint32_t point = 0;
   for (size_t i = 0; i < ids.size(); ++i) {
     if (errors[i] != kOk) continue;
-    results[i] = new kelp2_result{HistoryResult(shared, point++, HistoryMode(modes[i]))};
+    results[i] = new kelp2_result{HistoryResult(cursor, point++, HistoryMode(modes[i]))};
   }
   return kOk;
 }
@@ -35,7 +35,7 @@ int32_t kelp2_get_history_byid(ConnectionHandle connection, int32_t count, const
                                const int32_t *modes, int32_t begin, int32_t end, int32_t interval,
                                ResultHandle *results, int32_t *errors) {
   return guarded([&] {
-    require(count >= 0 && (count == 0 || (ids && modes && results && errors)));
+    require_arrays(count, ids, modes, results, errors);
     return query(connection, {ids, static_cast<size_t>(count)}, modes, {begin, end, interval},
                  results, errors);
   });
@@ -45,9 +45,10 @@ int32_t kelp2_get_history_byname(ConnectionHandle connection, GroupHandle group,
                                  const int32_t *modes, int32_t begin, int32_t end, int32_t interval,
                                  ResultHandle *results, int32_t *errors) {
   return guarded([&] {
-    require(group && (group->names.empty() || (modes && results && errors)));
-    std::fill_n(results, group->names.size(), nullptr);
-    const std::vector<int32_t> ids = store_of(connection).point_ids(group->names);
+    const std::vector<std::string> &names = names_of(group);
+    require_arrays(std::ssize(names), modes, results, errors);
+    std::fill_n(results, names.size(), nullptr);
+    const std::vector<int32_t> ids = store_of(connection).point_ids(names);
     return query(connection, ids, modes, {begin, end, interval}, results, errors);
   });
 }

@@ -13,12 +13,12 @@ namespace {
 int32_t write(ConnectionHandle connection, WriteKind kind, int32_t count, Column<int32_t> ids,
               Column<int32_t> times, const int16_t *statuses, const double *values,
               int32_t *errors) {
+  require_arrays(count, statuses, values, errors);
   require_rows(count);
   Store &store = store_of(connection);
   const bool one_point = ids.constant();
   if (one_point && errors) *errors = kOk;
   if (count == 0) return kOk;
-  require(statuses && values && errors);
   const auto codes = store.write(kind, {static_cast<size_t>(count), ids, times, statuses, values});
   std::copy_n(codes.begin(), one_point ? 1 : codes.size(), errors);
   return kOk;
@@ -27,7 +27,7 @@ int32_t write(ConnectionHandle connection, WriteKind kind, int32_t count, Column
 // The same for one point with a time per row.
 int32_t write_point(ConnectionHandle connection, int32_t id, int32_t count, const int32_t *times,
                     const int16_t *statuses, const double *values, int32_t *error) {
-  require(count <= 0 || times);
+  require_arrays(count, times);
   return write(connection, WriteKind::history, count, Column<int32_t>::all(id),
                Column<int32_t>::of(times), statuses, values, error);
 }
@@ -35,16 +35,15 @@ int32_t write_point(ConnectionHandle connection, int32_t id, int32_t count, cons
 // And for many points at one time.
 int32_t write_points(ConnectionHandle connection, WriteKind kind, int32_t count, const int32_t *ids,
                      int32_t time, const int16_t *statuses, const double *values, int32_t *errors) {
-  require(count <= 0 || ids);
+  require_arrays(count, ids);
   return write(connection, kind, count, Column<int32_t>::of(ids), Column<int32_t>::all(time),
                statuses, values, errors);
 }
 
-// Stores what was read in the caller's arrays; `times` may be null. Of a point that could not be
-// read only the entry is written.
+// Stores what was read in the caller's arrays; a null `times` leaves the times out. Of a point that
+// could not be read only the entry is written.
 int32_t hand_out(const std::vector<Reading> &readings, int32_t *times, int16_t *statuses,
                  double *values, int32_t *errors) {
-  require(readings.empty() || (statuses && values && errors));
   for (size_t i = 0; i < readings.size(); ++i) {
     errors[i] = readings[i].error;
     if (readings[i].error != kOk) continue;
@@ -53,17 +52,6 @@ int32_t hand_out(const std::vector<Reading> &readings, int32_t *times, int16_t *
     values[i] = readings[i].sample.value;
   }
   return kOk;
-}
-
-std::span<const int32_t> ids_of(int32_t count, const int32_t *ids) {
-  require(count >= 0 && (count == 0 || ids));
-  return {ids, static_cast<size_t>(count)};
-}
-
-// The ids of the points that a group names.
-std::vector<int32_t> ids_of(Store &store, GroupHandle group) {
-  require(group != nullptr);
-  return store.point_ids(group->names);
 }
 
 }  // namespace
@@ -80,7 +68,8 @@ int32_t kelp2_write_value(ConnectionHandle connection, int32_t /*reserved*/, int
 int32_t kelp2_get_value_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
                              int32_t *times, int16_t *statuses, double *values, int32_t *errors) {
   return guarded([&] {
-    const auto points = ids_of(count, ids);
+    require_arrays(count, ids, times, statuses, values, errors);
+    const std::span points(ids, static_cast<size_t>(count));
     return hand_out(store_of(connection).current(points), times, statuses, values, errors);
   });
 }
@@ -88,9 +77,10 @@ int32_t kelp2_get_value_byid(ConnectionHandle connection, int32_t count, const i
 int32_t kelp2_get_value_byname(ConnectionHandle connection, GroupHandle group, int32_t *times,
                                int16_t *statuses, double *values, int32_t *errors) {
   return guarded([&] {
+    const std::vector<std::string> &names = names_of(group);
+    require_arrays(std::ssize(names), times, statuses, values, errors);
     Store &store = store_of(connection);
-    const auto points = ids_of(store, group);
-    return hand_out(store.current(points), times, statuses, values, errors);
+    return hand_out(store.current(store.point_ids(names)), times, statuses, values, errors);
   });
 }
 
@@ -116,7 +106,7 @@ int32_t kelp2_write_cache(ConnectionHandle connection, int32_t /*reserved*/, int
                           const int32_t *ids, const int32_t *times, const int16_t *statuses,
                           const double *values, int32_t *errors) {
   return guarded([&] {
-    require(count <= 0 || (ids && times));
+    require_arrays(count, ids, times);
     return write(connection, WriteKind::history, count, Column<int32_t>::of(ids),
                  Column<int32_t>::of(times), statuses, values, errors);
   });
@@ -141,7 +131,8 @@ int32_t kelp2_write_snap(ConnectionHandle connection, int32_t /*reserved*/, int3
 int32_t kelp2_get_snap_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
                             int32_t time, int16_t *statuses, double *values, int32_t *errors) {
   return guarded([&] {
-    const auto points = ids_of(count, ids);
+    require_arrays(count, ids, statuses, values, errors);
+    const std::span points(ids, static_cast<size_t>(count));
     return hand_out(store_of(connection).as_of(points, time), nullptr, statuses, values, errors);
   });
 }
@@ -149,8 +140,9 @@ int32_t kelp2_get_snap_byid(ConnectionHandle connection, int32_t count, const in
 int32_t kelp2_get_snap_byname(ConnectionHandle connection, GroupHandle group, int32_t time,
                               int16_t *statuses, double *values, int32_t *errors) {
   return guarded([&] {
+    const std::vector<std::string> &names = names_of(group);
+    require_arrays(std::ssize(names), statuses, values, errors);
     Store &store = store_of(connection);
-    const auto points = ids_of(store, group);
-    return hand_out(store.as_of(points, time), nullptr, statuses, values, errors);
+    return hand_out(store.as_of(store.point_ids(names), time), nullptr, statuses, values, errors);
   });
 }

@@ -56,7 +56,7 @@ Session::Session(const StoreAddress &address)
     const auto now = Clock::now();
     const auto share = (deadline - now) / static_cast<int64_t>(hosts.size() - i);
     try {
-      connect(address, hosts[i], hosts.size() > 1, now + share);
+      connect(address, hosts[i], now + share);
     } catch (const Failure &failure) {
       causes += (causes.empty() ? "" : "; ") + std::string(failure.what());
       code = failure.code();
@@ -65,48 +65,52 @@ Session::Session(const StoreAddress &address)
   if (!connection_) throw Failure(code, causes);
 }
 
-void Session::connect(const StoreAddress &address, const std::string &host, bool one_of_several,
+void Session::connect(const StoreAddress &address, const std::string &host,
                       Clock::time_point deadline) {
   const std::string port = std::to_string(address.port);
   server_ = "server " + host + ":" + port;
   // libpq takes an empty text for a setting that was not given.
-  const char *const keywords[] = {"host",
-                                  "port",
-                                  "user",
-                                  "password",
-                                  "application_name",
-                                  "client_encoding",
-                                  "target_session_attrs",
-                                  nullptr};
-  const char *const values[] = {host.c_str(),
-                                port.c_str(),
-                                address.user.c_str(),
-                                address.password.c_str(),
-                                "kelptest",
-                                "UTF8",
-                                one_of_several ? "read-write" : "",
-                                nullptr};
-  std::unique_ptr<PGconn, ConnectionCloser> connection(PQconnectStartParams(keywords, values, 0));
+  const std::pair<const char *, const char *> settings[] = {{"host", host.c_str()},
+                                                            {"port", port.c_str()},
+                                                            {"user", address.user.c_str()},
+                                                            {"password", address.password.c_str()},
+                                                            {"application_name", "kelptest"},
+                                                            {"client_encoding", "UTF8"},
+                                                            {"target_session_attrs", "read-write"},
+                                                            {nullptr, nullptr}};
+  std::vector<const char *> keywords, values;
+  for (const auto &[keyword, value] : settings) {
+    keywords.push_back(keyword);
+    values.push_back(value);
+  }
+  Handle connection(PQconnectStartParams(keywords.data(), values.data(), 0));
   if (!connection) throw Failure(kOutOfMemory, "out of memory");
   PQsetNoticeReceiver(
       connection.get(), [](void *, const PGresult *) {}, nullptr);
+  await_connection(connection.get(), deadline);
+  enter_pipeline(connection.get());
+  connection_ = std::move(connection);
+}
 
+void Session::await_connection(PGconn *connection, Clock::time_point deadline) const {
   auto state =
-      PQstatus(connection.get()) == CONNECTION_BAD ? PGRES_POLLING_FAILED : PGRES_POLLING_WRITING;
+      PQstatus(connection) == CONNECTION_BAD ? PGRES_POLLING_FAILED : PGRES_POLLING_WRITING;
   while (state != PGRES_POLLING_OK && state != PGRES_POLLING_FAILED) {
     const short events = state == PGRES_POLLING_READING ? POLLIN : POLLOUT;
-    if (!wait_for_socket(PQsocket(connection.get()), events, deadline)) {
+    if (!wait_for_socket(PQsocket(connection), events, deadline)) {
       throw Failure(kNoConnection, server_ + ": no answer while connecting");
     }
-    state = PQconnectPoll(connection.get());
+    state = PQconnectPoll(connection);
   }
   if (state == PGRES_POLLING_FAILED) {
-    throw Failure(kNoConnection, first_line(PQerrorMessage(connection.get())));
+    throw Failure(kNoConnection, first_line(PQerrorMessage(connection)));
   }
-  if (PQsetnonblocking(connection.get(), 1) != 0 || PQenterPipelineMode(connection.get()) != 1) {
-    throw Failure(kInternal, first_line(PQerrorMessage(connection.get())));
+}
+
+void Session::enter_pipeline(PGconn *connection) {
+  if (PQsetnonblocking(connection, 1) != 0 || PQenterPipelineMode(connection) != 1) {
+    throw Failure(kInternal, first_line(PQerrorMessage(connection)));
   }
-  connection_ = std::move(connection);
 }
 
 std::vector<Result> Session::exchange(const std::vector<Command> &commands) {

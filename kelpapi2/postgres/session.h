@@ -37,8 +37,8 @@ class Session {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // Connects to the first host of the address that takes the session, all of them together within
-  // the bound.
+  // Connects to the first host of the address that takes the session, and writes in it, all of them
+  // together within the bound.
   explicit Session(const StoreAddress &address);
 
   const std::string &server() const { return server_; }
@@ -61,8 +61,11 @@ class Session {
     void operator()(PGconn *connection) const { PQfinish(connection); }
   };
 
-  void connect(const StoreAddress &address, const std::string &host, bool one_of_several,
-               Clock::time_point deadline);
+  using Handle = std::unique_ptr<PGconn, ConnectionCloser>;
+
+  void connect(const StoreAddress &address, const std::string &host, Clock::time_point deadline);
+  void await_connection(PGconn *connection, Clock::time_point deadline) const;
+  static void enter_pipeline(PGconn *connection);
   // What was sent and will be answered by one result each: a statement, or its preparation.
   struct Sent {
     std::string sql;
@@ -77,7 +80,7 @@ class Session {
   [[noreturn]] void give_up(ResultCode code, const std::string &cause);
   [[noreturn]] void fail(const PGresult *result);
 
-  std::unique_ptr<PGconn, ConnectionCloser> connection_;
+  Handle connection_;
   std::string server_;  // names the server in failures
   Clock::duration bound_;
   bool begin_pending_ = false;

@@ -97,8 +97,8 @@ void Database::reset_statements() {
   }
 }
 
-void Database::execute(const char *sql) {
-  check(sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr));
+void Database::execute(const std::string &sql) {
+  check(sqlite3_exec(handle_.get(), sql.c_str(), nullptr, nullptr, nullptr));
 }
 
 int64_t Database::number(const std::string &sql) {

@@ -69,7 +69,7 @@ class Database {
   // Ends the runs that an exception has left in their middle.
   void reset_statements();
   // Runs one or several statements without parameters or rows.
-  void execute(const char *sql);
+  void execute(const std::string &sql);
   // The one number that a query without parameters yields.
   int64_t number(const std::string &sql);
 

@@ -36,30 +36,38 @@ struct Binder {
 
 SqliteStore::SqliteStore(const std::string &path, int wait_seconds, bool lazy_commits)
     : file_(path, wait_seconds, lazy_commits),
-      samples_("sample",
-               " ON CONFLICT (point_id, time) DO UPDATE"
-               " SET status = excluded.status, value = excluded.value"),
+      samples_("sample", kReplaceSample),
       staged_("staged_sample", ""),
-      current_values_("current_value",
-                      " ON CONFLICT (point_id) DO UPDATE"
-                      " SET time = excluded.time, status = excluded.status,"
-                      " value = excluded.value") {}
+      current_values_("current_value", kReplaceCurrentValue) {}
 
 template <typename Work>
-auto SqliteStore::read(Work &&work) {
+auto SqliteStore::read(Reads what, Work &&work) {
+  if (what == Reads::samples && has_staged()) {
+    write([&] { merge_staged(); });
+  }
   file_.check_in_place();
   Transaction transaction(database(), Transaction::Kind::read);
+  forget_known_points_of_others();
   return work();
 }
 
 template <typename Work>
-auto SqliteStore::write_transaction(Work &&work) {
+auto SqliteStore::write(Work &&work) {
   file_.check_in_place();
   Transaction transaction(database(), Transaction::Kind::write);
-  auto result = work();
-  transaction.commit();
-  file_.check_in_place();
-  return result;
+  forget_known_points_of_others();
+  const auto commit = [&] {
+    transaction.commit();
+    file_.check_in_place();
+  };
+  if constexpr (std::is_void_v<decltype(work())>) {
+    work();
+    commit();
+  } else {
+    auto result = work();
+    commit();
+    return result;
+  }
 }
 
 bool SqliteStore::alive() {
@@ -94,18 +102,18 @@ std::vector<std::vector<SqlRow>> SqliteStore::run(Access access,
     for (const SqlCommand &command : commands) results.push_back(run_one(command));
     return results;
   };
-  if (access == Access::read) return read(run_all);
+  if (access == Access::read) return read(Reads::tree, run_all);
   known_.clear();
-  return write_transaction([&] {
+  return write([&] {
     merge_staged();
     return run_all();
   });
 }
 
 std::vector<int32_t> SqliteStore::point_ids(std::span<const std::string> names) {
-  return read([&] {
-    Statement &query =
-        database().statement("SELECT id FROM object WHERE full_name = ? AND kind >= 32");
+  return read(Reads::tree, [&] {
+    static const std::string select = "SELECT id FROM object WHERE full_name = ? AND " + kIsPoint;
+    Statement &query = database().statement(select);
     std::vector<int32_t> ids;
     for (const std::string &name : names) {
       query.bind(1, name);
@@ -118,7 +126,8 @@ std::vector<int32_t> SqliteStore::point_ids(std::span<const std::string> names) 
 
 bool SqliteStore::known(int32_t id) {
   if (known_.contains(id)) return true;
-  Statement &query = database().statement("SELECT 1 FROM object WHERE id = ? AND kind >= 32");
+  static const std::string select = "SELECT 1 FROM object WHERE id = ? AND " + kIsPoint;
+  Statement &query = database().statement(select);
   query.bind(1, int64_t{id});
   const bool found = query.step();
   query.reset();
@@ -133,37 +142,30 @@ void SqliteStore::forget_known_points_of_others() {
 }
 
 std::vector<bool> SqliteStore::known_points(std::span<const int32_t> ids) {
-  return read([&] {
-    forget_known_points_of_others();
+  return read(Reads::tree, [&] {
     std::vector<bool> result;
     for (const int32_t id : ids) result.push_back(known(id));
     return result;
   });
 }
 
+bool SqliteStore::has_staged() {
+  return database().number("SELECT EXISTS (SELECT 1 FROM staged_sample)") != 0;
+}
+
 void SqliteStore::merge_staged() {
-  if (database().number("SELECT EXISTS (SELECT 1 FROM staged_sample)") == 0) return;
-  database()
-      .statement(
-          "INSERT INTO sample SELECT point_id, time, status, value FROM staged_sample WHERE true"
-          " ORDER BY point_id, time, seq"
-          " ON CONFLICT (point_id, time) DO UPDATE"
-          " SET status = excluded.status, value = excluded.value")
-      .run();
+  if (!has_staged()) return;
+  static const std::string merge =
+      std::string(
+          "INSERT INTO sample SELECT point_id, time, status, value FROM staged_sample"
+          " WHERE true ORDER BY point_id, time, seq") +
+      kReplaceSample;
+  database().statement(merge).run();
   database().statement("DELETE FROM staged_sample").run();
 }
 
-void SqliteStore::merge_staged_before_reading() {
-  if (database().number("SELECT EXISTS (SELECT 1 FROM staged_sample)") == 0) return;
-  write_transaction([&] {
-    merge_staged();
-    return 0;
-  });
-}
-
 std::vector<ResultCode> SqliteStore::write(WriteKind kind, const SampleRows &rows) {
-  return write_transaction([&] {
-    forget_known_points_of_others();
+  return write([&] {
     std::vector<ResultCode> codes(rows.count, kOk);
     for (size_t row = 0; row < rows.count; ++row) {
       const bool repeated = row > 0 && rows.ids[row] == rows.ids[row - 1];
@@ -196,17 +198,14 @@ std::vector<Reading> SqliteStore::read_each(std::span<const int32_t> ids, Statem
 }
 
 std::vector<Reading> SqliteStore::current(std::span<const int32_t> ids) {
-  return read([&] {
-    forget_known_points_of_others();
+  return read(Reads::tree, [&] {
     return read_each(ids, database().statement(
                               "SELECT time, status, value FROM current_value WHERE point_id = ?"));
   });
 }
 
 std::vector<Reading> SqliteStore::as_of(std::span<const int32_t> ids, int32_t time) {
-  merge_staged_before_reading();
-  return read([&] {
-    forget_known_points_of_others();
+  return read(Reads::samples, [&] {
     Statement &query = database().statement(
         "SELECT time, status, value FROM sample WHERE point_id = ? AND time <= ?"
         " ORDER BY time DESC LIMIT 1");
@@ -217,8 +216,7 @@ std::vector<Reading> SqliteStore::as_of(std::span<const int32_t> ids, int32_t ti
 
 std::vector<RangeRow> SqliteStore::range(std::span<const int32_t> ids, int32_t resume,
                                          int32_t begin, int32_t end, size_t limit) {
-  merge_staged_before_reading();
-  return read([&] {
+  return read(Reads::samples, [&] {
     Statement &query = database().statement(
         "SELECT time, status, value FROM sample WHERE point_id = ? AND time >= ? AND time < ?"
         " ORDER BY time LIMIT ?");

@@ -28,20 +28,23 @@ class SqliteStore final : public SqlStore {
                                        const std::vector<SqlCommand> &commands) override;
 
  private:
-  // Runs the work in a transaction, making sure that the file is there before and after.
+  // What a read looks at: staged snapshots are merged before samples are read.
+  enum class Reads { tree, samples };
+  // Run the work in a transaction, on a file that is in its place before and after, and with
+  // nothing remembered that other programs have changed.
   template <typename Work>
-  auto read(Work &&work);
+  auto read(Reads what, Work &&work);
   template <typename Work>
-  auto write_transaction(Work &&work);
+  auto write(Work &&work);
 
   Database &database() { return file_.database(); }
   std::vector<SqlRow> run_one(const SqlCommand &command);
   // Whether a point exists, inside a transaction.
   bool known(int32_t id);
   void forget_known_points_of_others();
+  bool has_staged();
   // Merges staged snapshots into the samples, inside a write transaction.
   void merge_staged();
-  void merge_staged_before_reading();
   std::vector<Reading> read_each(std::span<const int32_t> ids, Statement &query);
 
   StoreFile file_;

@@ -13,54 +13,11 @@
 #include <filesystem>
 #include <thread>
 
+#include "sqlite/schema.h"
+
 namespace kelp::sqlite {
 
 namespace {
-
-constexpr int64_t kApplicationId = 0x6b656c70;  // "kelp"
-constexpr int64_t kSchemaVersion = 1;
-
-// `value` has no type: a column of type REAL would turn -0.0 into 0.0. NULL stands for NaN.
-// Snapshots wait in `staged_sample`, in the order of their writing, until a call needs them merged
-// into `sample`.
-constexpr const char *kSchema = R"sql(
-CREATE TABLE object (
-  id        INTEGER PRIMARY KEY AUTOINCREMENT,
-  parent_id INTEGER REFERENCES object (id),
-  kind      INTEGER NOT NULL,
-  name      TEXT NOT NULL,
-  full_name TEXT NOT NULL UNIQUE,
-  ed        TEXT NOT NULL DEFAULT '',
-  fq        INTEGER NOT NULL DEFAULT 0,
-  ar        INTEGER NOT NULL DEFAULT 0,
-  iv        DEFAULT 0.0,
-  hw        INTEGER NOT NULL DEFAULT 0
-);
-CREATE INDEX object_parent ON object (parent_id);
-CREATE TABLE sample (
-  point_id INTEGER NOT NULL,
-  time     INTEGER NOT NULL,
-  status   INTEGER NOT NULL,
-  value,
-  PRIMARY KEY (point_id, time)
-) WITHOUT ROWID;
-CREATE TABLE staged_sample (
-  seq      INTEGER PRIMARY KEY,
-  point_id INTEGER NOT NULL,
-  time     INTEGER NOT NULL,
-  status   INTEGER NOT NULL,
-  value
-);
-CREATE TABLE current_value (
-  point_id INTEGER PRIMARY KEY,
-  time     INTEGER NOT NULL,
-  status   INTEGER NOT NULL,
-  value
-);
-INSERT INTO object (kind, name, full_name) VALUES (8, 'W3', 'W3');
-PRAGMA application_id = 0x6b656c70;
-PRAGMA user_version = 1;
-)sql";
 
 [[noreturn]] void fail_with_errno(const std::string &path, int error) {
   const ResultCode code = error == ENOSPC ? kStorageFull : kDenied;
@@ -93,27 +50,6 @@ void check_kind(const std::string &path) {
   }
 }
 
-bool is_empty(Database &database) {
-  return database.number("SELECT count(*) FROM sqlite_master") == 0 &&
-         database.number("PRAGMA application_id") == 0 &&
-         database.number("PRAGMA user_version") == 0;
-}
-
-// True if the schema is there; fails on a file that is not for us.
-bool verify(Database &database) {
-  if (is_empty(database)) return false;
-  if (database.number("PRAGMA application_id") != kApplicationId) {
-    database.fail(kForeignStore, "not a kelp store");
-  }
-  const int64_t version = database.number("PRAGMA user_version");
-  if (version > kSchemaVersion) {
-    database.fail(kForeignStore, "made by a newer version (schema " + std::to_string(version) +
-                                     ", this library knows " + std::to_string(kSchemaVersion) +
-                                     ")");
-  }
-  return true;
-}
-
 // The switch to WAL is the one lock that SQLite's own waiting does not cover.
 void switch_to_wal(Database &database, int wait_seconds) {
   using Clock = std::chrono::steady_clock;
@@ -144,14 +80,14 @@ StoreFile::StoreFile(const std::string &path, int wait_seconds, bool lazy_commit
   database_ = std::make_unique<Database>(absolute, wait_seconds);
   prepare(wait_seconds, lazy_commits);
   // SQLite opens its log with the first transaction, and keeps it for as long as a session is open.
-  verify(*database_);
+  has_schema(*database_);
   log_path_ = absolute + "-wal";
   log_ = identity_of(log_path_);
   check_in_place();
 }
 
 void StoreFile::prepare(int wait_seconds, bool lazy_commits) {
-  const bool made = verify(*database_);
+  const bool made = has_schema(*database_);
   database_->merge_log_on_close(true);
   if (database_->read_only()) database_->fail(kDenied, "the file cannot be written");
   switch_to_wal(*database_, wait_seconds);
@@ -162,7 +98,7 @@ void StoreFile::prepare(int wait_seconds, bool lazy_commits) {
   if (made) return;
 
   Transaction transaction(*database_, Transaction::Kind::write);
-  if (!verify(*database_)) database_->execute(kSchema);
+  if (!has_schema(*database_)) create_schema(*database_);
   transaction.commit();
 }
 

@@ -9,7 +9,7 @@ namespace kelp {
 
 namespace {
 
-constexpr const char *kSelectObject = "SELECT id, kind, name, ed, fq, ar, iv, hw FROM object ";
+const std::string kSelectObject = "SELECT id, kind, name, ed, fq, ar, iv, hw FROM object WHERE ";
 
 int32_t integer(const SqlValue &value) { return static_cast<int32_t>(std::get<int64_t>(value)); }
 
@@ -38,11 +38,11 @@ std::vector<ObjectRecord> to_records(const std::vector<SqlRow> &rows) {
 
 // The same query for every key: a record where it found one.
 template <typename Keys, typename Run>
-std::vector<std::optional<ObjectRecord>> look_up(const Keys &keys, const char *condition,
+std::vector<std::optional<ObjectRecord>> look_up(const Keys &keys, const std::string &condition,
                                                  Run &&run) {
   std::vector<SqlCommand> commands;
   for (const auto &key : keys) {
-    commands.push_back({std::string(kSelectObject) + condition, {SqlValue(key)}});
+    commands.push_back({kSelectObject + condition, {SqlValue(key)}});
   }
   std::vector<std::optional<ObjectRecord>> records;
   for (const auto &rows : run(commands)) {
@@ -85,14 +85,13 @@ SqlCommand update_command(const std::string &parent, const ObjectChange &change)
 }  // namespace
 
 std::optional<ObjectRecord> SqlStore::find(const std::string &name) {
-  const auto rows =
-      run(Access::read, {{std::string(kSelectObject) + "WHERE full_name = $1", {name}}});
+  const auto rows = run(Access::read, {{kSelectObject + "full_name = $1", {name}}});
   return rows[0].empty() ? std::nullopt : std::optional(to_record(rows[0][0]));
 }
 
 std::vector<ObjectRecord> SqlStore::databases() {
-  return to_records(run(Access::read, {{std::string(kSelectObject) + "WHERE kind = $1 ORDER BY id",
-                                        {int64_t{kDatabaseKind}}}})[0]);
+  return to_records(
+      run(Access::read, {{kSelectObject + "kind = $1 ORDER BY id", {int64_t{kDatabaseKind}}}})[0]);
 }
 
 std::vector<ObjectRecord> SqlStore::children(const std::string &name) {
@@ -100,19 +99,18 @@ std::vector<ObjectRecord> SqlStore::children(const std::string &name) {
   if (!find(database)) throw Failure(kUnknownName, "no database has the name \"" + database + "\"");
   return to_records(
       run(Access::read,
-          {{std::string(kSelectObject) +
-                "WHERE parent_id = (SELECT id FROM object WHERE full_name = $1) ORDER BY id",
+          {{kSelectObject + "parent_id = (SELECT id FROM object WHERE full_name = $1) ORDER BY id",
             {name}}})[0]);
 }
 
 std::vector<std::optional<ObjectRecord>> SqlStore::points(std::span<const int32_t> ids) {
   const std::vector<int64_t> keys(ids.begin(), ids.end());
-  return look_up(keys, "WHERE id = $1 AND kind >= 32",
+  return look_up(keys, "id = $1 AND " + kIsPoint,
                  [&](const auto &commands) { return run(Access::read, commands); });
 }
 
 std::vector<std::optional<ObjectRecord>> SqlStore::objects(std::span<const std::string> names) {
-  return look_up(names, "WHERE full_name = $1 AND kind >= 16",
+  return look_up(names, "full_name = $1 AND " + kIsNodeOrPoint,
                  [&](const auto &commands) { return run(Access::read, commands); });
 }
 
@@ -156,7 +154,7 @@ std::vector<ResultCode> SqlStore::erase(const std::string &parent, std::span<con
          " AND parent_id = (SELECT id FROM object WHERE full_name = $2)"
          " AND NOT EXISTS (SELECT 1 FROM object AS child WHERE child.parent_id = $1) RETURNING id",
          {id, parent}});
-    // Of a refused object nothing goes.
+    // The samples go only if the object did.
     for (const char *table : {"sample", "current_value"}) {
       commands.push_back({std::string("DELETE FROM ") + table +
                               " WHERE point_id = $1"

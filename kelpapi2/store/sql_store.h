@@ -20,6 +20,20 @@ struct SqlCommand {
   std::vector<SqlValue> parameters;
 };
 
+// Conditions on an object, and what statements of all engines end with.
+inline const std::string kIsPoint = "kind >= " + std::to_string(kFirstPointKind);
+inline const std::string kIsNodeOrPoint = "kind >= " + std::to_string(kNodeKind);
+constexpr const char *kReplaceSample =
+    " ON CONFLICT (point_id, time) DO UPDATE"
+    " SET status = excluded.status, value = excluded.value";
+constexpr const char *kReplaceCurrentValue =
+    " ON CONFLICT (point_id) DO UPDATE"
+    " SET time = excluded.time, status = excluded.status, value = excluded.value";
+
+// The row of the database that every new store holds.
+inline const std::string kFirstDatabase =
+    "(kind, name, full_name) VALUES (" + std::to_string(kDatabaseKind) + ", 'W3', 'W3')";
+
 class SqlStore : public Store {
  public:
   std::vector<ObjectRecord> databases() override;

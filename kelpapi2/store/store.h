@@ -144,7 +144,4 @@ struct StoreAddress {
   bool lazy_commits;     // commits are not waited for
 };
 
-// Opens the engine that the host text chooses; throws Failure.
-std::shared_ptr<Store> open_store(const StoreAddress &address);
-
 }  // namespace kelp

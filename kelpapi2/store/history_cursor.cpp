@@ -1,7 +1,7 @@
 // A window is asked for as many points as the one before it turned out to hold, so that neither
 // many short histories nor a few long ones cost more than they need. Reading in order is given
 // large windows, jumping between results small ones.
-#include "store/history_query.h"
+#include "store/history_cursor.h"
 
 #include <algorithm>
 #include <limits>
@@ -10,58 +10,60 @@ namespace kelp {
 
 namespace {
 
-constexpr size_t kLargeWindow = 8192;
-constexpr size_t kSmallWindow = 64;
-constexpr uint32_t kMostPoints = 1024;
-constexpr uint32_t kFirstPoints = 32;
+constexpr size_t kRowsInOrder = 8192;   // of a window that follows the one before it
+constexpr size_t kRowsOfAJump = 64;     // of one that does not
+constexpr uint32_t kFirstPoints = 32;   // asked for by the first window
+constexpr uint32_t kMostPoints = 1024;  // by any window
 
 }  // namespace
 
-HistoryQuery::HistoryQuery(std::shared_ptr<Store> store, std::vector<int32_t> ids,
-                           const Intervals &intervals)
+HistoryCursor::HistoryCursor(std::shared_ptr<Store> store, std::vector<int32_t> ids,
+                             const Intervals &intervals)
     : store_(std::move(store)),
       ids_(std::move(ids)),
       intervals_(intervals),
-      span_(kFirstPoints),
-      limit_(kLargeWindow) {
+      points_to_ask_(kFirstPoints),
+      rows_to_ask_(kRowsInOrder) {
   if (!ids_.empty() && intervals_.begin < intervals_.end) move_window(0, intervals_.begin);
 }
 
-bool HistoryQuery::covers(uint32_t point, int64_t from) const {
+bool HistoryCursor::is_cut(uint32_t point) const {
+  return last_point_cut_ && point + 1 == end_point_;
+}
+
+bool HistoryCursor::covers(uint32_t point, int64_t from) const {
   if (point < first_point_ || point >= end_point_) return false;
   if (point == first_point_ && from < first_time_) return false;
-  const bool cut = last_point_cut_ && point + 1 == end_point_;
   // Of a cut point, only what lies up to its last row is known.
-  return !cut || from <= window_.back().sample.time;
+  return !is_cut(point) || from <= window_.back().sample.time;
 }
 
-bool HistoryQuery::follows(uint32_t point, int64_t from) const {
-  return last_point_cut_ ? point + 1 == end_point_ && from > window_.back().sample.time
-                         : point == end_point_;
+bool HistoryCursor::follows(uint32_t point, int64_t from) const {
+  return last_point_cut_ ? is_cut(point) && from > window_.back().sample.time : point == end_point_;
 }
 
-void HistoryQuery::move_window(uint32_t point, int64_t from) {
+void HistoryCursor::move_window(uint32_t point, int64_t from) {
   const auto left = static_cast<uint32_t>(ids_.size() - point);
-  const uint32_t asked = std::min(span_, left);
+  const uint32_t asked = std::min(points_to_ask_, left);
   std::vector<RangeRow> rows =
       store_->range(std::span(ids_).subspan(point, asked), static_cast<int32_t>(from),
-                    intervals_.begin, intervals_.end, limit_);
+                    intervals_.begin, intervals_.end, rows_to_ask_);
   window_ = std::move(rows);
   ++revision_;
   first_point_ = point;
   first_time_ = from;
-  last_point_cut_ = window_.size() == limit_;
+  last_point_cut_ = window_.size() == rows_to_ask_;
   const uint32_t held = last_point_cut_ ? window_.back().point + 1 : asked;
   end_point_ = point + held;
-  span_ = last_point_cut_ ? held : std::min(span_ * 2, kMostPoints);
+  points_to_ask_ = last_point_cut_ ? held : std::min(points_to_ask_ * 2, kMostPoints);
 }
 
-HistoryQuery::Page HistoryQuery::page(uint32_t point, int64_t from) {
+HistoryCursor::Page HistoryCursor::page(uint32_t point, int64_t from) {
   if (from >= intervals_.end) return {{}, true, revision_};
   if (!covers(point, from)) {
     // A caller may go on fetching whatever happens: a failure is told once, not once per row.
     if (failure_ != kOk) throw Failure(failure_);
-    limit_ = follows(point, from) ? std::min(limit_ * 4, kLargeWindow) : kSmallWindow;
+    rows_to_ask_ = follows(point, from) ? std::min(rows_to_ask_ * 4, kRowsInOrder) : kRowsOfAJump;
     try {
       move_window(point, from);
     } catch (const Failure &failure) {
@@ -76,21 +78,20 @@ HistoryQuery::Page HistoryQuery::page(uint32_t point, int64_t from) {
   const auto begin = std::lower_bound(window_.begin(), window_.end(), std::pair(key, from), before);
   const auto end = std::lower_bound(begin, window_.end(),
                                     std::pair(key, std::numeric_limits<int64_t>::max()), before);
-  const bool cut = last_point_cut_ && point + 1 == end_point_;
-  return {{begin, end}, !cut, revision_};
+  return {{begin, end}, !is_cut(point), revision_};
 }
 
-SampleStream::SampleStream(std::shared_ptr<HistoryQuery> query, uint32_t point)
-    : query_(std::move(query)), point_(point), from_(query_->intervals().begin) {}
+SampleStream::SampleStream(std::shared_ptr<HistoryCursor> cursor, uint32_t point)
+    : cursor_(std::move(cursor)), point_(point), from_(cursor_->intervals().begin) {}
 
 const Sample *SampleStream::peek() {
-  if (!page_ || page_->revision != query_->revision()) {
-    page_ = query_->page(point_, from_);
+  if (!page_ || page_->revision != cursor_->revision()) {
+    page_ = cursor_->page(point_, from_);
     position_ = 0;
   }
   if (position_ == page_->rows.size()) {
     if (page_->last) return nullptr;
-    page_ = query_->page(point_, from_);
+    page_ = cursor_->page(point_, from_);
     position_ = 0;
     if (page_->rows.empty()) return nullptr;
   }
@@ -102,8 +103,9 @@ void SampleStream::advance() {
   ++position_;
 }
 
-HistoryResult::HistoryResult(std::shared_ptr<HistoryQuery> query, uint32_t point, HistoryMode mode)
-    : query_(query), point_(point), mode_(mode), stream_(std::move(query), point) {}
+HistoryResult::HistoryResult(std::shared_ptr<HistoryCursor> cursor, uint32_t point,
+                             HistoryMode mode)
+    : cursor_(cursor), point_(point), mode_(mode), stream_(std::move(cursor), point) {}
 
 int32_t HistoryResult::count() {
   if (!count_) count_ = count_rows();
@@ -111,13 +113,13 @@ int32_t HistoryResult::count() {
 }
 
 int32_t HistoryResult::count_rows() {
-  const HistoryQuery::Page page = query_->page(point_, query_->intervals().begin);
+  const HistoryCursor::Page page = cursor_->page(point_, cursor_->intervals().begin);
   if (mode_ == HistoryTimed && page.last) return static_cast<int32_t>(page.rows.size());
 
   int64_t rows = 0;
   int64_t interval = -1;
-  for (SampleStream stream(query_, point_); const Sample *sample = stream.peek();) {
-    const int64_t of_sample = query_->intervals().number_of(sample->time);
+  for (SampleStream stream(cursor_, point_); const Sample *sample = stream.peek();) {
+    const int64_t of_sample = cursor_->intervals().number_of(sample->time);
     if (mode_ == HistoryTimed || of_sample != interval) ++rows;
     interval = of_sample;
     stream.advance();
@@ -139,7 +141,7 @@ Sample HistoryResult::next_sample() {
 
 StatValue HistoryResult::next_statistics() {
   start_row();
-  const Intervals &intervals = query_->intervals();
+  const Intervals &intervals = cursor_->intervals();
   const Sample first = *stream_.peek();
   const int64_t interval = intervals.number_of(first.time);
   StatFold fold(first);

@@ -1,7 +1,7 @@
-// The one place that knows which engines there are.
+#include "api/open_store.h"
+
 #include "postgres/postgres_store.h"
 #include "sqlite/sqlite_store.h"
-#include "store/store.h"
 
 namespace kelp {
 

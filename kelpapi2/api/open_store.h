@@ -1,0 +1,13 @@
+// Which engine serves a connection: the one place that knows all of them.
+#pragma once
+
+#include <memory>
+
+#include "store/store.h"
+
+namespace kelp {
+
+// Opens the engine that the host text chooses; throws Failure.
+std::shared_ptr<Store> open_store(const StoreAddress &address);
+
+}  // namespace kelp
