@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "postgres/sqlstate.h"
+#include "store/sql_store.h"
 
 namespace kelp::postgres {
 
@@ -41,17 +42,20 @@ const std::vector<Command> &creation() {
        " status smallint NOT NULL,"
        " value double precision NOT NULL)"},
       {"CREATE TABLE kelp.schema_version (version integer PRIMARY KEY)"},
-      {"INSERT INTO kelp.object (kind, name, full_name) VALUES (8, 'W3', 'W3')"},
+      {"INSERT INTO kelp.object " + kFirstDatabase},
       {"INSERT INTO kelp.schema_version VALUES (" + std::to_string(kSchemaVersion) + ")"},
   };
   return commands;
 }
 
-// True if the tables are there; fails if they are of a newer version.
+// True if the tables are there; fails if they are of a newer version, or cannot be written.
 bool verify(Session &session) {
   std::vector<Result> results;
   try {
-    results = session.exchange({{"SELECT max(version) FROM kelp.schema_version"}});
+    results =
+        session.exchange({{"SELECT max(version), has_table_privilege('kelp.object', 'INSERT')"
+                           " OR has_table_privilege('kelp.sample', 'INSERT')"
+                           " FROM kelp.schema_version"}});
   } catch (const SqlFailure &failure) {
     // invalid_schema_name, undefined_table
     if (failure.state() == "3F000" || failure.state() == "42P01") return false;
@@ -65,6 +69,9 @@ bool verify(Session &session) {
     throw Failure(kForeignStore, session.server() + ": schema kelp was made by a newer version (" +
                                      std::to_string(version) + ", this library knows " +
                                      std::to_string(kSchemaVersion) + ")");
+  }
+  if (!number_at<bool>(results[0], 0, 1)) {
+    throw Failure(kDenied, session.server() + ": this user may read schema kelp and not write it");
   }
   return true;
 }

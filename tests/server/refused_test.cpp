@@ -14,6 +14,11 @@ TEST_F(Refused, EveryCauseIsOneLine) {
   const std::string newer = server().new_database();
   ASSERT_NE(connect(with(newer)), nullptr);
   server().sql("UPDATE kelp.schema_version SET version = version + 1", newer);
+  const std::string reader = server().new_database();
+  ASSERT_NE(connect(with(reader)), nullptr);
+  server().sql("REASSIGN OWNED BY " + reader + " TO postgres; GRANT USAGE ON SCHEMA kelp TO " +
+                   reader + "; GRANT SELECT ON ALL TABLES IN SCHEMA kelp TO " + reader,
+               reader);
 
   const struct {
     std::string cause;
@@ -24,6 +29,7 @@ TEST_F(Refused, EveryCauseIsOneLine) {
       {"database \"" + homeless + "\" does not exist", with(homeless)},
       {"permission denied", with(guest)},
       {"newer version", with(newer)},
+      {"may read schema kelp and not write it", with(reader)},
   };
   for (const auto &[cause, login] : cases) {
     SCOPED_TRACE(cause);
