@@ -1,5 +1,6 @@
 // The codes that operations return and write into `errors`, and the exception that carries one
-// through the library. Codes are negative; 0 is success.
+// through the library. Codes are negative; 0 is success. The public header and the manual page list
+// them for callers.
 #pragma once
 
 #include <cstdint>

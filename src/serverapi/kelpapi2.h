@@ -1,26 +1,65 @@
 /* The client library libkelpapi2: 40 operations on a real-time and historian server.
  *
  * This header is all that kelptest knows of the library. It is plain C (C11, C++20), so that any
- * library that keeps to it can be linked in its place.
+ * library that keeps to it can be linked in its place. What is said here holds for each of them,
+ * save what follows the word "Bundled:", which the library that comes with kelptest promises and
+ * another one may do otherwise. The spellings "histroy" and the like are part of the interface, and
+ * stay.
  *
  * Conventions, which hold wherever an operation does not say otherwise
  *
  *   Results    An operation returns 0 on success and another value, a failure code of the library,
- *              when the whole call failed. A failed call has changed nothing on the server.
+ *              when the whole call failed.
+ *              Bundled: a failed call has changed nothing on the server. The one exception is a
+ *              session that breaks (code -2 or -3) while the server commits: nobody can know
+ *              whether that call took effect.
  *   errors     Operations on many points, objects or rows also fill `errors`, one entry each: 0, or
- *              a code that says why that one failed. The result can be 0 although entries are not.
+ *              a code that says why that one failed; the others are done all the same. The result
+ *              can be 0 although entries are not. After a failed call the entries mean nothing.
  *   Arrays     All arrays are the caller's, with one entry per point, object or row; a group stands
  *              for as many entries as it holds names, in the order of their adding. The library
  *              reads or fills arrays during the call and keeps none of them. A null pointer will do
- *              for an array without entries.
+ *              for an array without entries. A point, a name or a time may occur more than once.
  *   Text       Zero-terminated bytes. Text passed in is copied if it is kept; text passed out is
- *              copied into the caller's buffer.
+ *              copied into the caller's buffer. Bundled: UTF-8.
  *   Handles    Made by the library and released by the caller, once, with the operation named at
- *              the type. Null means none.
+ *              the type. Null means none: to release it does nothing, to ask it for anything fails
+ *              or gives 0.
  *   Time       int32 seconds since 1970-01-01 00:00:00 UTC, as of time(2).
+ *   Range      begin <= time < end. Other libraries may count the end in.
+ *   Value      a time, a status (int16, signed, 0 where nothing is wrong with the value) and a
+ *              double. Bundled: all doubles are kept to the bit, also NaN, infinities and -0.0,
+ *              whatever the kind of the point.
  *   Full name  DATABASE.NODE for a node, DATABASE.NODE.POINT for a point.
+ *   Ids        A point has one id for life. Bundled: it is never used again, and 0 is no point's.
  *   reserved   Always 0.
  *   Threads    A connection, and what was made through it, is used by one thread at a time.
+ *              Different connections may be used at the same time.
+ *
+ * Bundled: limits. A name has 1 to 200 bytes and no full stop; an ED text is as long as the
+ * database takes, which is about a gigabyte. One call writes at most 16,777,216 rows, 5.3 years of
+ * the demonstrations' steps: what goes beyond is taken for a mistake in a time range.
+ *
+ * Bundled: codes. Why a call failed is also said in one line on standard error.
+ *
+ *    -1  invalid argument: a null handle or array, a negative count, an unknown code or kind
+ *    -2  the session is lost: server stopped, file deleted or replaced
+ *    -3  another writer, or the server, took longer than init_param seconds
+ *    -4  no object has this name or id
+ *    -5  an object of this name is there already
+ *    -6  the container does not exist, or cannot hold such an object
+ *    -7  the object still has children
+ *    -8  the point has no value, or none at or before the time
+ *    -9  login refused, or a right or permission is missing
+ *   -10  the disk is full
+ *   -11  the stored data are damaged
+ *   -12  the server takes no writes, such as a standby
+ *   -13  not a store of this library, or of a newer version of it
+ *   -14  out of memory
+ *   -15  other writers got in the way every time: worth trying again
+ *   -16  the result has no further row, or none in this mode
+ *   -17  the server cannot be reached
+ *   -99  anything else
  */
 #ifndef KELPAPI2_H
 #define KELPAPI2_H
@@ -53,7 +92,8 @@ typedef enum HistoryMode {
   HistoryStatistics = 15 /* a StatValue per interval; kelp2_fetch_stat_value */
 } HistoryMode;
 
-/* Field codes of an object and the type of each field. */
+/* Field codes of an object and the type of each field. What the last four mean is the server's;
+ * bundled: nothing, nodes and points have them all. */
 #define KELP2_FIELD_NAME "PN"        /* text: the object's own name */
 #define KELP2_FIELD_DESCRIPTION "ED" /* text */
 #define KELP2_FIELD_FQ "FQ"          /* int32 */
@@ -62,7 +102,12 @@ typedef enum HistoryMode {
 #define KELP2_FIELD_HW "HW"          /* int32 */
 
 /* Statistics of one point over one interval. 64 bytes in native byte order: the layout is part of
- * the interface. */
+ * the interface.
+ *
+ * Bundled: `time` is the interval's start and `status` the bitwise or of all its values' statuses.
+ * `flow` and `avg` follow the curve that holds each value until the next one or the interval's end,
+ * from the first value on. `stdev` is that of a population. `max` and `min` leave NaN out unless
+ * there is nothing else, and name the earliest time at which they occurred. */
 typedef struct StatValue {
   int32_t time;    /* stamps the row */
   int16_t status;  /* of the row; signed */
@@ -71,7 +116,7 @@ typedef struct StatValue {
   double min;      /* the smallest value */
   int32_t maxtime; /* when the largest occurred */
   int32_t mintime; /* when the smallest occurred */
-  double avg;      /* mean weighted by time */
+  double avg;      /* mean weighted by time: flow by the time that the values cover */
   double mean;     /* arithmetic mean of the values */
   double stdev;    /* standard deviation of the values */
 } StatValue;
@@ -90,83 +135,132 @@ static_assert(offsetof(StatValue, stdev) == 56, "StatValue.stdev");
 
 /* ---- Connection, server time, databases ---- */
 
-/* Opens a session with the server at host and port, logged in as user. `option` is an option word
- * and `init_param` a setting of the library; route and size describe its client-side buffer, the
- * text "NULL" meaning no route. Null when no session could be made. Older sessions stay usable. */
+/* Opens a session with the server at host and port, logged in as user. Null if none could be made.
+ * Older sessions stay usable, whatever happened to them, and are still to be closed.
+ *
+ *   option      A set of bits for the library. Bundled: 8 does not wait until a write is on the
+ *               disk; what such a session wrote last can be gone after a power failure, never what
+ *               others wrote or the store itself. The other bits mean nothing.
+ *   init_param  Bundled: how many seconds a call waits, for other writers of a file or for a silent
+ *               server, before it fails; 30 is a good value. Over PostgreSQL, less than 1 is 1.
+ *   buffer_*    Route and size in the library's own unit of its client-side buffer; "NULL" and 0
+ *               mean none. Bundled: there is no such buffer.
+ *
+ * Bundled: a host "file:PATH" is a store in that file, which is made if it is missing; port, user
+ * and password are not used. Any other host is a PostgreSQL server, or several separated by commas,
+ * and the first one that takes writes is used. A session that could not write is none. */
 ConnectionHandle kelp2_init(int32_t option, const char *host, int32_t port, int32_t init_param,
                             const char *user, const char *password, const char *buffer_route,
                             int32_t buffer_size);
-/* 0 while the session works; another value when it is lost, and for null. */
+
+/* 0 while the session works; another value when it is lost, and for null. A lost session stays
+ * lost: a new one is made with kelp2_init. Bundled: asks the server. */
 int32_t kelp2_status(ConnectionHandle connection);
-/* Ends the session and releases the handle. */
+
+/* Ends the session and releases the handle. Results of queries that were made through it go on, if
+ * the library is the bundled one. */
 int32_t kelp2_close(ConnectionHandle connection);
+
 /* The server's clock. */
 int32_t kelp2_get_system_time(ConnectionHandle connection, int32_t *time);
-/* The time of six calendar fields: month and day from 1, hours 0 to 23. Needs no connection and
- * has no way to fail. */
+
+/* The time of six calendar fields: year with four digits, month and day from 1, hour 0 to 23,
+ * minute and second 0 to 59. Needs no connection and has no way to fail. Bundled: the fields are
+ * UTC; one outside its range carries over into the next, as 60 minutes into an hour, and a moment
+ * that an int32 cannot hold gives the nearest time that it can. */
 int32_t kelp2_encode_time(int32_t year, int32_t month, int32_t day, int32_t hour, int32_t minute,
                           int32_t second);
-/* The inverse of kelp2_encode_time. */
+
+/* The exact inverse of kelp2_encode_time. */
 int32_t kelp2_decode_time(int32_t time, int32_t *year, int32_t *month, int32_t *day, int32_t *hour,
                           int32_t *minute, int32_t *second);
+
 /* Lists the databases: `list` receives an array of `count` objects that the library allocates and
- * the caller gives back with kelp2_free_list. An empty list is null. */
+ * the caller gives back with kelp2_free_list. Their field PN is the database's name. An empty list
+ * is null and needs no release. Bundled: every store has one database, W3. */
 int32_t kelp2_get_database(ConnectionHandle connection, int32_t *count, ObjectHandle **list);
+
 /* Releases a list and its objects; `count` as the listing operation gave it. */
 int32_t kelp2_free_list(int32_t count, ObjectHandle *list);
 
 /* ---- Groups, objects and the tree ---- */
 
-/* An empty group. Needs no connection. */
+/* An empty group. Needs no connection. Null if there is no memory for it. */
 GroupHandle kelp2_new_group(void);
-/* Appends a copy of the name. */
+
+/* Appends a copy of the name. Nothing is looked up yet. */
 int32_t kelp2_add_group_point(GroupHandle group, const char *full_name);
+
 int32_t kelp2_free_group(GroupHandle group);
 
-/* A new object with a name of its own, without full stops, and an ObjectKind. It is on the server
- * only once kelp2_modify_object has inserted it. Null on failure. */
+/* A new object with a name of its own, without full stops, and an ObjectKind. Its fields are 0 and
+ * empty. It is on the server only once kelp2_modify_object has inserted it. Null on failure. */
 ObjectHandle kelp2_new_object(ConnectionHandle connection, const char *name, int32_t kind);
-/* Set a field in the object, to be sent by the next kelp2_modify_object. */
+
+/* Set a field in the object, to be sent by the next kelp2_modify_object. PN cannot be set. */
 int32_t kelp2_object_set_string(ObjectHandle object, const char *field, const char *value);
 int32_t kelp2_object_set_int(ObjectHandle object, const char *field, int32_t value);
 int32_t kelp2_object_set_double(ObjectHandle object, const char *field, double value);
+
 /* Copies a text field into `buffer` of `size` bytes, zero-terminated and cut to fit. */
 int32_t kelp2_object_get_string(ObjectHandle object, const char *field, char *buffer, int32_t size);
+
 /* The field's value itself; 0 for a field that the object does not have. */
 int32_t kelp2_object_get_int(ObjectHandle object, const char *field);
 double kelp2_object_get_double(ObjectHandle object, const char *field);
 
 /* Applies a ModifyOperation to `count` objects under the container with the full name `parent`: a
- * database for nodes, a node for points. Update takes objects that were read, Insert new ones,
- * Delete objects that were read or listed. The objects stay the caller's. Returns the number of
- * objects done. */
+ * database for nodes, a node for points. The objects stay the caller's. Returns the number of
+ * objects done; entries are 0 for those.
+ *
+ *   Update  takes objects that were read. Bundled: sends only the fields that were set since.
+ *   Insert  takes new objects. A name that exists, or a parent that does not, is a failed entry.
+ *   Delete  takes objects that were read or listed, and removes a point's values with it.
+ *           Bundled: a node that still has points is a failed entry.
+ *
+ * Bundled: a call that fails as a whole returns its code, which is negative, and sets every entry
+ * to it. */
 int32_t kelp2_modify_object(ConnectionHandle connection, int32_t operation, const char *parent,
                             int32_t count, ObjectHandle *objects, int32_t *errors);
+
 /* Reads points by id, or nodes and points by name, one object per entry for the caller to release.
  * Every slot of `objects` is written: one whose entry failed can be passed to every operation that
- * takes an object. */
+ * takes an object. Bundled: such a slot is null. */
 int32_t kelp2_get_object_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
                               ObjectHandle *objects, int32_t *errors);
 int32_t kelp2_get_object_byname(ConnectionHandle connection, GroupHandle group,
                                 ObjectHandle *objects, int32_t *errors);
-/* Lists the points directly under a node; `list` as in kelp2_get_database. */
+
+/* Lists the points directly under a node; `list` as in kelp2_get_database. Bundled: a node that
+ * does not exist has none, a database that does not exist is a failure. */
 int32_t kelp2_get_child(ConnectionHandle connection, const char *full_name, int32_t *count,
                         ObjectHandle **list);
-/* The ids of the points that the group names. */
+
+/* The ids of the points that the group names. There are no entries: an unknown name has the id 0
+ * with the bundled library, and whatever another one leaves there. */
 int32_t kelp2_get_id_byname(ConnectionHandle connection, GroupHandle group, int32_t *ids);
+
 int32_t kelp2_free_object(ObjectHandle object);
 
-/* ---- Current values, history and statistics ---- */
+/* ---- Current values, history and statistics ----
+ *
+ * Bundled: a point has one history. Every operation that writes values stores them there, whichever
+ * it is, and a later write replaces an earlier one of the same point and time, also within a call.
+ * What a call has acknowledged is read back at once by every session. */
 
-/* Sets the current value of each point, all at one time. */
+/* Sets the current value of each point, all at one time. Bundled: the latest call sets it, also one
+ * with an older time. An entry below 0 is a point that failed. */
 int32_t kelp2_write_value(ConnectionHandle connection, int32_t reserved, int32_t count,
                           const int32_t *ids, int32_t time, const int16_t *statuses,
                           const double *values, int32_t *errors);
-/* Read the current value of each point with its time and status. */
+
+/* Read the current value of each point with its time and status. Only kelp2_write_value sets it:
+ * before that, a point has a failed entry. Of a failed entry nothing else is written. */
 int32_t kelp2_get_value_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
                              int32_t *times, int16_t *statuses, double *values, int32_t *errors);
 int32_t kelp2_get_value_byname(ConnectionHandle connection, GroupHandle group, int32_t *times,
                                int16_t *statuses, double *values, int32_t *errors);
+
 /* Write `count` past values into the history of one point; `error` is that point's one entry. */
 int32_t kelp2_write_histroy_byid(ConnectionHandle connection, int32_t reserved, int32_t id,
                                  int32_t count, const int32_t *times, const int16_t *statuses,
@@ -174,38 +268,53 @@ int32_t kelp2_write_histroy_byid(ConnectionHandle connection, int32_t reserved, 
 int32_t kelp2_write_histroy_byname(ConnectionHandle connection, int32_t reserved,
                                    const char *full_name, int32_t count, const int32_t *times,
                                    const int16_t *statuses, const double *values, int32_t *error);
-/* Query the history of each point between `begin` and `end`, each in its own HistoryMode, with
- * `interval` seconds as the step of statistics. Every slot of `results` is written; one whose entry
- * failed has no rows and can be released like the others. */
+
+/* Query the history of each point over a range, each in its own HistoryMode. `interval` is the step
+ * of statistics in seconds. Every slot of `results` is written; one whose entry failed has no rows
+ * and can be released like the others.
+ *
+ * Bundled: statistics have a row for each [begin + k * interval, begin + (k + 1) * interval) that
+ * holds a value, the last one cut at the range's end; an interval of 0 or less is the whole range.
+ * A result reads its rows as they are fetched, so that memory is bounded. */
 int32_t kelp2_get_history_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
                                const int32_t *modes, int32_t begin, int32_t end, int32_t interval,
                                ResultHandle *results, int32_t *errors);
 int32_t kelp2_get_history_byname(ConnectionHandle connection, GroupHandle group,
                                  const int32_t *modes, int32_t begin, int32_t end, int32_t interval,
                                  ResultHandle *results, int32_t *errors);
+
 /* The number of rows of a result; 0 or less means none. */
 int32_t kelp2_num_rows(ResultHandle result);
-/* Deliver the next row of a result in the mode of that name and move on.
- * kelp2_fetch_stat_value returns 0 or 1 for a row delivered, any other value on failure. */
+
+/* Deliver the next row of a result in the mode of that name, in the order of time, and move on.
+ * kelp2_fetch_stat_value returns 0 or 1 for a row delivered, any other value on failure. Bundled: 1
+ * is the last row. After it, and in the other mode, a fetch fails. */
 int32_t kelp2_fetch_timed_value(ResultHandle result, int32_t *time, int16_t *status, double *value);
 int32_t kelp2_fetch_stat_value(ResultHandle result, StatValue *row);
+
 int32_t kelp2_free_result(ResultHandle result);
 
 /* ---- Cache and snapshots ---- */
 
-/* Writes `count` rows, each of its own point and time, to the server's cache. */
+/* Writes `count` rows, each of its own point and time, to the server's cache. Whether and when they
+ * become history is the server's. Bundled: they are history at once. */
 int32_t kelp2_write_cache(ConnectionHandle connection, int32_t reserved, int32_t count,
                           const int32_t *ids, const int32_t *times, const int16_t *statuses,
                           const double *values, int32_t *errors);
+
 /* The same for rows of one point; `error` is that point's one entry. */
 int32_t kelp2_write_cache_one(ConnectionHandle connection, int32_t reserved, int32_t id,
                               int32_t count, const int32_t *times, const int16_t *statuses,
                               const double *values, int32_t *error);
-/* Sets the value of each point at one given time. */
+
+/* Sets the value of each point at one given time. Bundled: in the history; the current value stays
+ * as it is. */
 int32_t kelp2_write_snap(ConnectionHandle connection, int32_t reserved, int32_t count,
                          const int32_t *ids, int32_t time, const int16_t *statuses,
                          const double *values, int32_t *errors);
-/* Read the value that each point had at one given time. */
+
+/* Read the value that each point had at one given time. Bundled: the newest one at or before it; a
+ * point without one has a failed entry. */
 int32_t kelp2_get_snap_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
                             int32_t time, int16_t *statuses, double *values, int32_t *errors);
 int32_t kelp2_get_snap_byname(ConnectionHandle connection, GroupHandle group, int32_t time,

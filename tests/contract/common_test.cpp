@@ -24,6 +24,13 @@ TEST(Library, ExportsExactlyWhatItsHeaderDeclares) {
   EXPECT_EQ(shell("nm -D --defined-only " LIBRARY " | sed 's/.* //' | sort"), declared);
 }
 
+// The codes stand in three places, each for other readers.
+TEST(Library, TellsTheSameCodesToCallersAndInItsManual) {
+  const std::string codes = shell("grep -o '= -[0-9]*' " RESULT_CODES " | tr -d '= '");
+  EXPECT_EQ(shell("grep -o '^ [*]  *-[0-9]* ' " HEADER " | tr -d '* '"), codes);
+  EXPECT_EQ(shell(R"(grep -o '^\\-[0-9]*$' )" MANUAL R"( | tr -d '\\')"), codes);
+}
+
 TEST(Calendar, InvertsItselfInUtcFromEndToEndOfTheScale) {
   constexpr int64_t step = 65'535;  // less than a day, and ends at the last time
   for (int64_t time = INT32_MIN; time <= INT32_MAX; time += step) {
