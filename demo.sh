@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs the whole demonstration: ./demo.sh [kelptest options].
-# It works on a store embedded in build/demo.db unless an option -H says otherwise, and writes on
+# It works on a store embedded in build/demo.db unless an option -H says otherwise, and keeps writing
 # until it is stopped.
 set -euo pipefail
 . "$(dirname "$0")/scripts/common.sh"

@@ -40,8 +40,8 @@ int32_t write_points(ConnectionHandle connection, WriteKind kind, int32_t count,
                statuses, values, errors);
 }
 
-// Stores what was read in the caller's arrays; a null `times` leaves the times out. Of a point that
-// could not be read only the entry is written.
+// Stores what was read in the caller's arrays; a null `times` leaves the times out. A point that
+// could not be read gets its entry and nothing else.
 int32_t hand_out(const std::vector<Reading> &readings, int32_t *times, int16_t *statuses,
                  double *values, int32_t *errors) {
   for (size_t i = 0; i < readings.size(); ++i) {

@@ -34,7 +34,7 @@ bool HistoryCursor::is_cut(uint32_t point) const {
 bool HistoryCursor::covers(uint32_t point, int64_t from) const {
   if (point < first_point_ || point >= end_point_) return false;
   if (point == first_point_ && from < first_time_) return false;
-  // Of a cut point, only what lies up to its last row is known.
+  // What comes after the last row of a cut point is not known.
   return !is_cut(point) || from <= window_.back().sample.time;
 }
 

@@ -79,8 +79,10 @@ struct SampleRows {
   const double *values;
 };
 
+// What the rows of a write most likely look like, which is a hint, and whether they set the points'
+// current values, which is not.
 enum class WriteKind {
-  history,   // runs of one point in time order
+  history,   // runs of one point in time order; of several points, in any order, for the cache
   snapshot,  // one time, many points
   realtime   // as snapshot, and sets the points' current values
 };
@@ -101,7 +103,7 @@ class Store {
  public:
   virtual ~Store() = default;
 
-  // Whether the session works. Fails where that is how a loss is found out.
+  // Whether the session works. May fail: a lost server is noticed only by asking it.
   virtual bool alive() = 0;
   virtual int32_t now() = 0;
 
