@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "demos/demos.h"
+#include "demos/point_lines.h"
 #include "demos/sample_block.h"
 #include "demos/test_tree.h"
 #include "driver/argument.h"
@@ -17,7 +18,7 @@
 
 namespace {
 
-constexpr int32_t unwatched_writes = 8;  // the bit of argument_.option: results are not examined
+constexpr int32_t unwatched_writes = 8;  // a bit of argument_.option: results are not examined
 
 struct Pass {
   std::vector<int32_t> ids;
@@ -39,12 +40,6 @@ void fill(Pass &pass, int32_t stamp) {
     pass.errors[i] = 0;
     pass.statuses[i] = 0;
     pass.values[i] = noise() + sine;
-  }
-}
-
-void show_refused_points(bool display, const Pass &pass) {
-  for (size_t i = 0; i < pass.ids.size(); ++i) {
-    if (pass.errors[i] < 0) show_line(display, "id:%d, write realvalue error!", pass.ids[i]);
   }
 }
 
@@ -71,7 +66,8 @@ void write_realvalue_every_second(bool display) {
         display_result(display, "......");
         stamp = now();
       }
-      show_refused_points(display, pass);
+      show_refused_points(display, pass.errors, "id:%d, write realvalue error!",
+                          ErrorEntry::negative);
     }
     stamp = clamp_time(int64_t{stamp} + 1);
     sleep(1);

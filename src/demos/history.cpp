@@ -42,7 +42,7 @@ void write_hisvalue_byid_demo(bool display) {
 }
 
 void get_hisvalue_byid_demo(bool display) {
-  query_history(display, {.address = Address::by_id,
+  query_history(display, {.look_up = LookUp::by_id,
                           .mode = HistoryTimed,
                           .offset = history_byid_offset,
                           .fatal = "kelp2_get_history_byid  error! ret= %d",
@@ -58,7 +58,7 @@ void write_hisvalue_byname_demo(bool display) {
 }
 
 void get_hisvalue_byname_demo(bool display) {
-  query_history(display, {.address = Address::by_name,
+  query_history(display, {.look_up = LookUp::by_name,
                           .mode = HistoryTimed,
                           .offset = history_byname_offset,
                           .fatal = "kelp2_get_histroy_byname  error! ret= %d",

@@ -6,13 +6,13 @@
 
 #include <cstdint>
 
-enum class Address { by_id, by_name };
+enum class LookUp { by_id, by_name };
 
 // Fetches and shows the rows of one result; `position` is that of its point in the test points.
 using ReadRows = void (*)(bool display, int32_t position, ResultHandle result, int32_t rows);
 
 struct HistoryQuery {
-  Address address;
+  LookUp look_up;
   HistoryMode mode;
   int32_t offset;     // seconds by which the whole time range is shifted
   const char *fatal;  // the line of a failed call, with its result

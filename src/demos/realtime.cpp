@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "demos/demos.h"
+#include "demos/point_lines.h"
 #include "demos/sample_block.h"
 #include "demos/test_tree.h"
 #include "driver/argument.h"
@@ -35,10 +36,8 @@ void write_realvalue_byid_demo(bool display) {
   const int32_t result = kelp2_write_value(argument_.handle, 0, n, ids.data(), now, statuses.data(),
                                            values.data(), errors.data());
   if (result != 0) fail(display, "kelp2_write_value error! ret = %d", result);
-  for (int32_t i = 0; i < n; ++i) {
-    if (errors[i] >= 0) continue;
-    show_line(display, "id:%d, write realvalue error! error= %d", ids[i], errors[i]);
-  }
+  show_refused_points(display, errors, "id:%d, write realvalue error! error= %d",
+                      ErrorEntry::negative);
   display_result(display, "write_realvalue_byid_demo success!");
 }
 
@@ -50,13 +49,7 @@ void read_realvalue_byid_demo(bool display) {
       kelp2_get_value_byid(argument_.handle, n, ids.data(), read.times.data(), read.statuses.data(),
                            read.values.data(), read.errors.data());
   if (result != 0) fail(display, "kelp2_get_value_byid error! ret= %d", result);
-  for (int32_t i = 0; i < n; ++i) {
-    if (read.errors[i] != 0) {
-      show_line(display, "id:%d, read realvalue error!, error= %d", ids[i], read.errors[i]);
-    } else {
-      show_line(display, "id:%d, value = %f", ids[i], read.values[i]);
-    }
-  }
+  show_point_values(display, read.values, read.errors, "id:%d, read realvalue error!, error= %d");
   display_result(true, "read_realvalue_byid_demo success!");
 }
 

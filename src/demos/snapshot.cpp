@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "demos/demos.h"
+#include "demos/point_lines.h"
 #include "demos/sample_block.h"
 #include "demos/test_tree.h"
 #include "driver/argument.h"
@@ -19,17 +20,6 @@ struct Snapshot {
   explicit Snapshot(size_t size) : statuses(size), values(size), errors(size) {}
 };
 
-void show_snapshot(bool display, const Snapshot &snapshot) {
-  for (int32_t i = 0; i < point_count(); ++i) {
-    const int32_t id = argument_.point_ids[i];
-    if (snapshot.errors[i] != 0) {
-      show_line(display, "id:%d, get snap error! error=%d", id, snapshot.errors[i]);
-    } else {
-      show_line(display, "id:%d, value = %f", id, snapshot.values[i]);
-    }
-  }
-}
-
 // Reads the snapshot of one time, of all test points or of those that the group names.
 using ReadSnapshot = int32_t (*)(GroupHandle group, int32_t time, Snapshot &snapshot);
 
@@ -39,7 +29,7 @@ void read_first_snapshots(bool display, GroupHandle group, ReadSnapshot read, co
   for (int32_t k = 0; k < std::min(step_count(), most_cycles); ++k) {
     const int32_t result = read(group, step_time(snapshot_offset, k), snapshot);
     if (result != 0) fail(display, fatal, result);
-    show_snapshot(display, snapshot);
+    show_point_values(display, snapshot.values, snapshot.errors, "id:%d, get snap error! error=%d");
   }
 }
 
@@ -65,11 +55,7 @@ void write_snap_byid_demo(bool display) {
                                             step_time(snapshot_offset, k), snapshot.statuses.data(),
                                             snapshot.values.data(), snapshot.errors.data());
     if (result != 0) fail(display, "kelp2_write_snap  error! ret= %d", result);
-    for (int32_t i = 0; i < n; ++i) {
-      if (snapshot.errors[i] == 0) continue;
-      show_line(display, "id = %d, write snap  error! error=%d", argument_.point_ids[i],
-                snapshot.errors[i]);
-    }
+    show_refused_points(display, snapshot.errors, "id = %d, write snap  error! error=%d");
   }
   display_result(true, "write_snap_byid_demo success!");
 }

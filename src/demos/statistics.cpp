@@ -46,7 +46,7 @@ void show_statistics(bool display, int32_t position, ResultHandle result, int32_
 }  // namespace
 
 void get_statvalue_byid_demo(bool display) {
-  query_history(display, {.address = Address::by_id,
+  query_history(display, {.look_up = LookUp::by_id,
                           .mode = HistoryStatistics,
                           .offset = history_byid_offset,
                           .fatal = "kelp2_get_histroy_byid  error! ret= %d",
@@ -55,7 +55,7 @@ void get_statvalue_byid_demo(bool display) {
 }
 
 void get_statvalue_byname_demo(bool display) {
-  query_history(display, {.address = Address::by_name,
+  query_history(display, {.look_up = LookUp::by_name,
                           .mode = HistoryStatistics,
                           .offset = history_byname_offset,
                           .fatal = "kelp2_get_histroy_byname  error! ret= %d",

@@ -12,7 +12,7 @@
 int32_t node_count();
 int32_t point_count();
 
-// Entries that an array needs to go with a group of all test points, or with point_count() of them.
+// How many entries an array needs to serve for a group of all test points, or for point_count().
 size_t point_array_size();
 
 // A copy of the ids of the point_count() test points.

@@ -4,11 +4,16 @@
 #include <array>
 
 #include "demos/demos.h"
+#include "demos/static_fields.h"
 #include "demos/test_tree.h"
 #include "driver/argument.h"
 #include "driver/output.h"
 
 namespace {
+
+const StaticFields new_node_fields{.description = "init:test node static info %05d",
+                                   .integers = {KELP2_FIELD_FQ, KELP2_FIELD_AR},
+                                   .reals = {KELP2_FIELD_IV}};
 
 struct Insertion {
   int32_t result = 0;
@@ -16,7 +21,7 @@ struct Insertion {
   bool done() const { return result == 1 && error == 0; }
 };
 
-// Inserts one new object and releases it. No object counts as a failed insertion.
+// Inserts one new object and releases it. A null object counts as a failed insertion.
 Insertion insert(ObjectHandle object, const std::string &parent) {
   Insertion insertion;
   if (object == nullptr) return insertion;
@@ -32,11 +37,7 @@ ObjectHandle new_node(bool display, int32_t node) {
     display_result(display, "creat node object error");
     return object;
   }
-  const std::string description = numbered_text("init:test node static info %05d", node);
-  kelp2_object_set_string(object, KELP2_FIELD_DESCRIPTION, description.c_str());
-  kelp2_object_set_int(object, KELP2_FIELD_FQ, node);
-  kelp2_object_set_int(object, KELP2_FIELD_AR, node);
-  kelp2_object_set_double(object, KELP2_FIELD_IV, node);
+  set_static_fields(object, new_node_fields, node);
   return object;
 }
 

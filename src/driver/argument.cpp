@@ -20,7 +20,7 @@ namespace {
   return true;
 }();
 
-// As atoi, with a number that no int32 holds held at the nearest one that does.
+// Like atoi, but a number beyond the range of int32 becomes the nearest end of it.
 int32_t to_number(const char *text) {
   using Limits = std::numeric_limits<int32_t>;
   const long long number = std::strtoll(text, nullptr, 10);

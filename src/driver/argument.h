@@ -1,5 +1,5 @@
 // The run configuration: one global record that steers the whole run and carries what the
-// demonstrations hand on to one another, and the command line that fills it.
+// demonstrations pass on to one another, and the command line that fills it.
 #pragma once
 
 #include <kelpapi2.h>
@@ -32,8 +32,9 @@ struct Argument {
 
 extern Argument argument_;
 
-// Applies the command line to argument_. False at the first argument that is not an option, the
-// ones before it staying applied. Prints the usage text and exits when --help is the only argument.
+// Applies the command line to argument_. Stops with false at the first argument that is not an
+// option; the ones before it stay applied. Prints the usage text and exits when --help is the only
+// argument.
 bool analyze_args(int argc, char **argv);
 
 // Prints the usage text.

@@ -1,5 +1,5 @@
-// A reconnection never closes the handle that it replaces: behind a broken connection that could
-// block. It also leaves the buffer to the first connection.
+// A reconnection never closes the handle that it replaces: on a broken connection that could block.
+// It also leaves the buffer to the first connection.
 #include "driver/connection.h"
 
 #include <unistd.h>

@@ -1,6 +1,6 @@
 // The fixed order of a run. It matters: the first entry connects, the fifth and sixth build the
 // tree and find the ids that all later ones work on. The continuous writer never returns, so a run
-// does not come to the two entries behind it.
+// does not reach the two entries after it.
 #include "driver/registry.h"
 
 #include <array>

@@ -148,14 +148,14 @@ const Case cases[] = {
      "modify_object(c1, 1, W3.TESTNODE01, 1, [o1]); free_object(o1)", "*set_static_info_byid_demo "
      "success!"}},
     {"get_byid", get_static_info_byid_demo, {.entries = {{"get_object_byid", {0, 3}}}},
-     {">get_object_byid(c1, 2, [11,12])", " id = 12, get object error! error=3", " ID:11",
+     {">get_object_byid(c1, 2, [11,12])", " id = 12, get object error! error=3",
      ">object_get_string(o1, ED, 256); object_get_int(o1, HW); object_get_double(o1, IV)",
-     " ED:text", " HW:1", " IV:0.500000", line, " ID:12", ">object_get_string(null, ED, 256); "
-     "object_get_int(null, HW); object_get_double(null, IV)", " ED:text", " HW:2", " IV:0.500000",
+     " ID:11", " ED:text", " HW:1", " IV:0.500000", line, ">object_get_string(null, ED, 256); "
+     "object_get_int(null, HW); object_get_double(null, IV)", " ID:12", " ED:text", " HW:2", " IV:0.500000",
      line, ">free_object(o1); free_object(null)", "*get_static_info_byid_demo success!"}},
     {"get_byname", get_static_info_byname_demo, {}, {one_name + "get_object_byname(c1, g1)",
-     " name:P1", ">object_get_string(o1, ED, 256); object_get_int(o1, HW); "
-     "object_get_double(o1, IV)", " ED:text", " HW:1", " IV:0.500000", line, ">free_object(o1)",
+     ">object_get_string(o1, ED, 256); object_get_int(o1, HW); "
+     "object_get_double(o1, IV)", " name:P1", " ED:text", " HW:1", " IV:0.500000", line, ">free_object(o1)",
      "*get_static_info_byname_demo success!", ">free_group(g1)"}, {.points = 1}},
     {"set_nodes", set_node_static_info_byname_demo, {.results = {{"modify_object#2", 0}},
      .entries = {{"get_object_byname", {7}}, {"modify_object#1", {kept}}}}, {two_nodes +
