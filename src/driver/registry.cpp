@@ -7,7 +7,6 @@
 #include <cstdio>
 
 #include "demos/demos.h"
-#include "driver/argument.h"
 #include "driver/connection.h"
 #include "driver/output.h"
 
@@ -61,13 +60,8 @@ void run_demo(const Demo &demo) {
   demo.func(demo.display);
 }
 
-int run(int argc, char **argv) {
-  if (!analyze_args(argc, argv)) {
-    print(true, "please input \"kelptest --help\" for help!");
-    return 0;
-  }
+void run() {
   add();
   for (size_t i = 0; i < demo_globle.size(); ++i) run_demo(demo_globle[i]);
   print(true, "");
-  return 0;
 }

@@ -25,5 +25,5 @@ void add();
 // Prints the banner and runs the demonstration.
 void run_demo(const Demo &demo);
 
-// The whole program: command line, then every demonstration. Returns the process status, always 0.
-int run(int argc, char **argv);
+// Adds and runs the demonstrations of a run.
+void run();
