@@ -1,7 +1,7 @@
 // Handles are numbers with a letter for their kind and point to nothing: the program must not look
-// inside. Lists are real arrays, so that a use after their release is a memory error. What a call
-// writes follows from the types of its arguments: a pointer to something not const is an output.
-// The functions of the C library at the end take the place of its own.
+// inside. Lists are real arrays, so that a use after their release is a memory error. Making groups
+// and releasing things is not shown: a group is shown as its names where it is used, and a release
+// only if it is wrong. The functions of the C library at the end take the place of its own.
 #include "fake.h"
 
 #include <gtest/gtest.h>
@@ -21,122 +21,141 @@ unsigned seed = 0;
 namespace {
 
 Script script;
-std::time_t clock_time = start_time;
-
-using C = ConnectionHandle;
-using G = GroupHandle;
-using O = ObjectHandle;
-using R = ResultHandle;
-using I = int32_t;
-using S = int16_t;
-using D = double;
-using Text = const char *;
-
-std::string operation;  // the one being called
-std::map<std::string, int> calls;
-std::map<char, int> made;
+std::time_t clock_time = kStartTime;
+std::string operation;             // the one being called
+std::map<std::string, int> calls;  // how many there were of each operation
+std::map<char, int> made;          // how many handles of each kind
 std::set<uintptr_t> live;
-std::map<G, I> size_of;
+std::map<GroupHandle, std::vector<std::string>> names;
 
-template <typename T, typename... Ts>
-constexpr bool is_one_of = (std::is_same_v<T, Ts> || ...);
-template <typename T>
-constexpr bool is_output = is_one_of<T, I *, S *, D *, O *, O **, R *, char *, StatValue *>;
-
+int size_of(GroupHandle group) { return static_cast<int>(names[group].size()); }
 uintptr_t number(const void *handle) { return reinterpret_cast<uintptr_t>(handle); }
-
-template <typename T>
-std::string text(T value, [[maybe_unused]] I size) {
-  if constexpr (is_one_of<T, Text>) {
-    return value;
-  } else if constexpr (is_one_of<T, C, G, O, R>) {
-    const uintptr_t handle = number(value);
-    if (handle == 0) return "null";
-    const std::string name = char(handle >> 24) + std::to_string(handle & 0xffffff);
-    return live.contains(handle) ? name : "FAULT " + name + " is dead";
-  } else if constexpr (std::is_pointer_v<T>) {
-    std::string line;
-    for (I i = 0; i < size; ++i) line += (i > 0 ? "," : "") + text(value[i], 1);
-    return "[" + line + "]";
-  } else {
-    char buffer[32];
-    snprintf(buffer, sizeof buffer, "%.10g", D(value));
-    return buffer;
-  }
-}
-
-// What the script says for this call, or else for every call of the operation.
-template <typename T>
-const T *scripted(const std::map<std::string, T> &map, const std::string &key) {
-  auto found = map.find(key + "#" + std::to_string(calls[operation]));
-  if (found == map.end()) found = map.find(key);
-  return found == map.end() ? nullptr : &found->second;
-}
-
-I answer(I usual = 0, const std::string &key = operation) {
-  const I *result = scripted(script.results, key);
-  return result == nullptr ? usual : *result;
-}
-
-I entry(I position, I usual = 0) {
-  const auto *codes = scripted(script.entries, operation);
-  return codes != nullptr && position < I(codes->size()) ? (*codes)[position] : usual;
-}
+char kind(uintptr_t handle) { return static_cast<char>(handle >> 24); }
 
 template <typename Handle>
-Handle make(char kind) {
-  const uintptr_t handle = uintptr_t(kind) << 24 | uintptr_t(++made[kind]);
+Handle make(char letter) {
+  const uintptr_t handle = (uintptr_t(letter) << 24) + uintptr_t(++made[letter]);
   live.insert(handle);
   return reinterpret_cast<Handle>(handle);
 }
 
-I release(I result, const void *handle) { return live.erase(number(handle)), result; }
+std::string text(const char *value) { return value; }
+std::string text(const std::string &value) { return value; }
 
-template <typename T>
-void write([[maybe_unused]] T output, I size) {
-  for (I i = 0; i < size; ++i) {
-    if constexpr (is_one_of<T, I *>) output[i] = entry(i) == kept ? output[i] : entry(i);
-    if constexpr (is_one_of<T, S *>) output[i] = -1;
-    if constexpr (is_one_of<T, D *>) output[i] = script.value + i;
-    if constexpr (is_one_of<T, O *>) output[i] = entry(i) == 0 ? make<O>('o') : nullptr;
-    if constexpr (is_one_of<T, R *>) output[i] = entry(i) == 0 ? make<R>('r') : nullptr;
-  }
+std::string text(double value) {
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%.10g", value);
+  return buffer;
 }
 
-// One call, whose input arrays have `size` entries and whose outputs have `outputs`.
-template <typename... Values>
-I call(Text called, [[maybe_unused]] I size, [[maybe_unused]] I outputs, Values... values) {
-  ++calls[operation = called];
-  std::string line;
-  [[maybe_unused]] const auto add = [&](auto value) {
-    if constexpr (!is_output<decltype(value)>)
-      line += (line.empty() ? "" : ", ") + text(value, size);
-  };
-  (add(values), ...);
+std::string text(const void *handle) {
+  if (handle == nullptr) return "null";
+  const std::string name = kind(number(handle)) + std::to_string(number(handle) & 0xffffff);
+  return live.contains(number(handle)) ? name : "FAULT " + name + " is dead";
+}
+
+std::string joined(const std::vector<std::string> &words, const std::string &separator) {
+  std::string all;
+  for (const std::string &word : words) all += separator + word;
+  return words.empty() ? all : all.substr(separator.size());
+}
+
+template <typename Value>
+std::string list(const Value *values, int count) {
+  std::vector<std::string> words;
+  for (int i = 0; i < count; ++i) words.push_back(text(values[i]));
+  return "[" + joined(words, ",") + "]";
+}
+
+template <typename... Lists>
+std::string lists(int count, const Lists *...values) {
+  return joined({list(values, count)...}, ", ");
+}
+
+std::string text(GroupHandle group) {
+  if (!live.contains(number(group))) return text(static_cast<const void *>(group));
+  return list(names[group].data(), size_of(group));
+}
+
+void show(const std::string &line) {
   const bool shown = script.shows_calls || line.find("FAULT") != line.npos;
-  if (shown) printf(">%s(%s)\n", called, line.c_str());
-  (write(values, outputs), ...);
-  return answer();
+  if (shown) std::puts(line.c_str());
 }
-#define CALL(...) call(__func__ + sizeof "kelp2", __VA_ARGS__)
+
+// What the script says for this call, or else for every call of the operation.
+template <typename Value>
+Value scripted(const std::map<std::string, Value> &map, const Value &usual) {
+  auto found = map.find(operation + "#" + std::to_string(calls[operation]));
+  if (found == map.end()) found = map.find(operation);
+  return found == map.end() ? usual : found->second;
+}
+
+int result(int usual = 0) { return scripted(script.results, usual); }
+
+int entry(int position, int usual = 0) {
+  const std::vector<int> entries = scripted(script.entries, {});
+  return position < static_cast<int>(entries.size()) ? entries[position] : usual;
+}
+
+void put(int &output, int position) {
+  if (entry(position) != kKept) output = entry(position);
+}
+void put(int16_t &output, int /*position*/) { output = -1; }
+void put(double &output, int position) { output = script.value + position; }
+void put(ObjectHandle &output, int position) {
+  output = entry(position) == 0 ? make<ObjectHandle>('o') : nullptr;
+}
+void put(ResultHandle &output, int position) {
+  output = entry(position) == 0 ? make<ResultHandle>('r') : nullptr;
+}
+
+template <typename Output>
+void fill(int count, Output *outputs) {
+  for (int i = 0; i < count; ++i) put(outputs[i], i);
+}
+
+// Shows a call and what it is given; returns its result.
+template <typename... Inputs>
+int call(const char *name, const Inputs &...inputs) {
+  operation = name;
+  ++calls[operation];
+  show("call " + operation + "(" + joined({text(inputs)...}, ", ") + ")");
+  return result();
+}
+
+// Fills the arrays that the call writes; returns its result.
+template <typename... Outputs>
+int answer(int count, Outputs *...outputs) {
+  (fill(count, outputs), ...);
+  return result();
+}
 
 // A list ends in a null, which shows whether it is released with its size.
-I make_list(I size, I *count, O **list) {
-  if (answer() != 0) return answer();
-  *count = size;
-  if (size > 0) std::generate_n(*list = new O[size + 1]{}, size, [] { return make<O>('o'); });
+int answer_list(int usual_count, int *count, ObjectHandle **list) {
+  if (result() != 0) return result();
+  *count = scripted(script.listed, usual_count);
+  if (*count > 0) {
+    *list = new ObjectHandle[*count + 1]{};
+    std::generate_n(*list, *count, [] { return make<ObjectHandle>('o'); });
+  }
+  return 0;
+}
+
+int release(const void *handle) {
+  const bool known = handle == nullptr || live.erase(number(handle)) > 0;
+  if (!known) show("FAULT release of " + text(handle));
   return 0;
 }
 
 void report_leaks() {
   for (const uintptr_t handle : live) {
-    if (handle >> 24 != 'c') printf(">FAULT %c is not released\n", char(handle >> 24));
+    if (kind(handle) != 'c') show(std::string("FAULT not released: ") + kind(handle));
   }
 }
 
 }  // namespace
 
-ConnectionHandle open_connection() { return make<C>('c'); }
+ConnectionHandle open_connection() { return make<ConnectionHandle>('c'); }
 
 std::string play(const Script &played, const std::function<void()> &body) {
   std::FILE *output = std::tmpfile();
@@ -146,9 +165,9 @@ std::string play(const Script &played, const std::function<void()> &body) {
     dup2(fileno(output), STDOUT_FILENO);
     alarm(60);
     script = played;
-    body();
+    [&]() noexcept { body(); }();  // an exception must not reach the tests in this process
     report_leaks();
-    std::puts(">returned");
+    std::puts("returned");
     std::exit(0);
   }
   int status = -1;
@@ -165,126 +184,191 @@ std::string play(const Script &played, const std::function<void()> &body) {
 
 using namespace fake;
 
-C kelp2_init(I option, Text host, I port, I parameter, Text user, Text password, Text route,
-             I size) {
-  const I result = CALL(0, 0, option, host, port, parameter, user, password, route, size);
-  return result == 0 ? make<C>('c') : nullptr;
+// The library's types, by what the parameters are; c is always the connection.
+using Connection = ConnectionHandle;
+using Group = GroupHandle;
+using Object = ObjectHandle;
+using Result = ResultHandle;
+using Text = const char *;
+using Ids = const int *;
+using Times = const int *;
+using Statuses = const int16_t *;
+using Values = const double *;
+
+Connection kelp2_init(int option, Text host, int port, int parameter, Text user, Text password,
+                      Text route, int size) {
+  const int failure = call("init", option, host, port, parameter, user, password, route, size);
+  return failure == 0 ? open_connection() : nullptr;
 }
-I kelp2_status(C c) { return CALL(0, 0, c) + (c == nullptr ? 1 : 0); }
-I kelp2_close(C c) { return release(CALL(0, 0, c), c); }
-I kelp2_get_system_time(C c, I *time) {
+int kelp2_status(Connection c) { return call("status", c) + (c == nullptr ? 1 : 0); }
+int kelp2_close(Connection c) {
+  call("close", c);
+  return release(c);
+}
+int kelp2_get_system_time(Connection c, int *time) {
   *time = 1362657600;
-  return CALL(0, 0, c, time);
+  return call("get_system_time", c);
 }
-I kelp2_encode_time(I year, I month, I day, I hour, I minute, I second) {
-  return CALL(0, 0, year, month, day, hour, minute, second), answer(1000 * calls[operation]);
+int kelp2_encode_time(int year, int month, int day, int hour, int minute, int second) {
+  call("encode_time", year, month, day, hour, minute, second);
+  return 1000 * calls[operation];
 }
-I kelp2_decode_time(I time, I *year, I *month, I *day, I *hour, I *minute, I *second) {
-  constexpr I usual[] = {2013, 2, 6, 1, 0, 0};
-  I *const fields[] = {year, month, day, hour, minute, second};
-  const I result = CALL(0, 0, time);
-  for (I i = 0; i < 6; ++i) *fields[i] = entry(i, usual[i]);
-  return result;
+int kelp2_decode_time(int time, int *year, int *month, int *day, int *hour, int *minute,
+                      int *second) {
+  call("decode_time", time);
+  const int usual[] = {2013, 2, 6, 1, 0, 0};
+  int *const fields[] = {year, month, day, hour, minute, second};
+  for (int i = 0; i < 6; ++i) *fields[i] = entry(i, usual[i]);
+  return 0;
 }
-I kelp2_get_database(C c, I *count, O **list) {
-  return CALL(0, 0, c), make_list(answer(I(script.databases.size()), "databases"), count, list);
+int kelp2_get_database(Connection c, int *count, Object **list) {
+  call("get_database", c);
+  return answer_list(static_cast<int>(script.databases.size()), count, list);
 }
-I kelp2_free_list(I count, O *list) {
-  const I result =
-      CALL(count, 0, list[count] == nullptr ? count : -1, static_cast<const O *>(list));
-  for (I i = 0; i < count; ++i) release(0, list[i]);
+int kelp2_free_list(int count, Object *list) {
+  if (list[count] != nullptr) show("FAULT a list is released with a wrong size");
+  for (int i = 0; i < count; ++i) release(list[i]);
   delete[] list;
-  return result;
+  return 0;
 }
 
-G kelp2_new_group() { return CALL(0, 0) == 0 ? make<G>('g') : nullptr; }
-I kelp2_add_group_point(G g, Text full_name) { return ++size_of[g], CALL(0, 0, g, full_name); }
-I kelp2_free_group(G g) { return release(CALL(0, 0, g), g); }
-O kelp2_new_object(C c, Text name, I kind) {
-  return CALL(0, 0, c, name, kind) == 0 ? make<O>('o') : nullptr;
+Group kelp2_new_group() { return make<Group>('g'); }
+int kelp2_add_group_point(Group group, Text full_name) {
+  names[group].push_back(full_name);
+  return 0;
 }
-I kelp2_object_set_string(O o, Text field, Text value) { return CALL(0, 0, o, field, value); }
-I kelp2_object_set_int(O o, Text field, I value) { return CALL(0, 0, o, field, value); }
-I kelp2_object_set_double(O o, Text field, D value) { return CALL(0, 0, o, field, value); }
-I kelp2_object_get_string(O o, Text field, char *buffer, I size) {
-  if (CALL(0, 0, o, field, buffer, size) != 0) return answer();
+int kelp2_free_group(Group group) { return release(group); }
+
+Object kelp2_new_object(Connection c, Text name, int kind) {
+  return call("new_object", c, name, kind) == 0 ? make<Object>('o') : nullptr;
+}
+int kelp2_object_set_string(Object object, Text field, Text value) {
+  return call("object_set_string", object, field, value);
+}
+int kelp2_object_set_int(Object object, Text field, int value) {
+  return call("object_set_int", object, field, value);
+}
+int kelp2_object_set_double(Object object, Text field, double value) {
+  return call("object_set_double", object, field, value);
+}
+int kelp2_object_get_string(Object object, Text field, char *buffer, int size) {
+  if (call("object_get_string", object, field, size) != 0) return result();
   const bool name = field == std::string("PN");
-  const auto &value = name ? script.databases.at(calls[operation] - 1) : script.description;
-  return snprintf(buffer, size, "%s", value.c_str()), 0;
+  const std::string value = name ? script.databases.at(calls[operation] - 1) : script.description;
+  std::snprintf(buffer, size, "%s", value.c_str());
+  return 0;
 }
-I kelp2_object_get_int(O o, Text field) { return CALL(0, 0, o, field) + calls[operation]; }
-D kelp2_object_get_double(O o, Text field) { return CALL(0, 0, o, field) + script.value; }
-I kelp2_modify_object(C c, I what, Text parent, I n, O *objects, I *errors) {
-  return CALL(n, n, c, what, parent, n, static_cast<const O *>(objects), errors), answer(n);
+int kelp2_object_get_int(Object object, Text field) {
+  call("object_get_int", object, field);
+  return calls[operation];
 }
-I kelp2_get_object_byid(C c, I n, const I *ids, O *objects, I *errors) {
-  return CALL(n, n, c, n, ids, objects, errors);
+double kelp2_object_get_double(Object object, Text field) {
+  call("object_get_double", object, field);
+  return script.value;
 }
-I kelp2_get_object_byname(C c, G g, O *objects, I *errors) {
-  return CALL(0, size_of[g], c, g, objects, errors);
+int kelp2_modify_object(Connection c, int what, Text parent, int count, Object *objects,
+                        int *errors) {
+  call("modify_object", c, what, parent, count, list(objects, count));
+  fill(count, errors);
+  return result(count);
 }
-I kelp2_get_child(C c, Text name, I *count, O **list) {
-  return CALL(0, 0, c, name), make_list(answer(0, "children"), count, list);
+int kelp2_get_object_byid(Connection c, int count, Ids ids, Object *objects, int *errors) {
+  call("get_object_byid", c, count, list(ids, count));
+  return answer(count, objects, errors);
 }
-I kelp2_get_id_byname(C c, G g, I *ids) {
-  const I result = CALL(0, 0, c, g);
-  for (I i = 0; i < size_of[g]; ++i) ids[i] = entry(i, 11 + i);
-  return result;
+int kelp2_get_object_byname(Connection c, Group group, Object *objects, int *errors) {
+  call("get_object_byname", c, group);
+  return answer(size_of(group), objects, errors);
 }
-I kelp2_free_object(O o) { return release(CALL(0, 0, o), o); }
+int kelp2_get_child(Connection c, Text name, int *count, Object **list) {
+  call("get_child", c, name);
+  return answer_list(0, count, list);
+}
+int kelp2_get_id_byname(Connection c, Group group, int *ids) {
+  call("get_id_byname", c, group);
+  for (int i = 0; i < size_of(group); ++i) ids[i] = entry(i, 11 + i);
+  return result();
+}
+int kelp2_free_object(Object object) { return release(object); }
 
-I kelp2_write_value(C c, I zero, I n, const I *ids, I t, const S *s, const D *v, I *errors) {
-  return CALL(n, n, c, zero, n, ids, t, s, v, errors);
+int kelp2_write_value(Connection c, int zero, int count, Ids ids, int time, Statuses statuses,
+                      Values values, int *errors) {
+  call("write_value", c, zero, count, list(ids, count), time, lists(count, statuses, values));
+  return answer(count, errors);
 }
-I kelp2_get_value_byid(C c, I n, const I *ids, I *t, S *s, D *v, I *errors) {
-  return CALL(n, n, c, n, ids, t, s, v, errors);
+int kelp2_get_value_byid(Connection c, int count, Ids ids, int *times, int16_t *statuses,
+                         double *values, int *errors) {
+  call("get_value_byid", c, count, list(ids, count));
+  return answer(count, times, statuses, values, errors);
 }
-I kelp2_get_value_byname(C c, G g, I *t, S *s, D *v, I *errors) {
-  return CALL(0, size_of[g], c, g, t, s, v, errors);
+int kelp2_get_value_byname(Connection c, Group group, int *times, int16_t *statuses, double *values,
+                           int *errors) {
+  call("get_value_byname", c, group);
+  return answer(size_of(group), times, statuses, values, errors);
 }
-I kelp2_write_histroy_byid(C c, I zero, I id, I n, const I *t, const S *s, const D *v, I *error) {
-  return CALL(n, 1, c, zero, id, n, t, s, v, error);
+
+int kelp2_write_histroy_byid(Connection c, int zero, int id, int count, Times times,
+                             Statuses statuses, Values values, int *error) {
+  call("write_histroy_byid", c, zero, id, count, lists(count, times, statuses, values));
+  return answer(1, error);
 }
-I kelp2_write_histroy_byname(C c, I zero, Text name, I n, const I *t, const S *s, const D *v,
-                             I *error) {
-  return CALL(n, 1, c, zero, name, n, t, s, v, error);
+int kelp2_write_histroy_byname(Connection c, int zero, Text name, int count, Times times,
+                               Statuses statuses, Values values, int *error) {
+  call("write_histroy_byname", c, zero, name, count, lists(count, times, statuses, values));
+  return answer(1, error);
 }
-I kelp2_get_history_byid(C c, I n, const I *ids, const I *modes, I begin, I end, I step, R *r,
-                         I *errors) {
-  return CALL(n, n, c, n, ids, modes, begin, end, step, r, errors);
+int kelp2_get_history_byid(Connection c, int count, Ids ids, const int *modes, int begin, int end,
+                           int step, Result *results, int *errors) {
+  call("get_history_byid", c, count, lists(count, ids, modes), begin, end, step);
+  return answer(count, results, errors);
 }
-I kelp2_get_history_byname(C c, G g, const I *modes, I begin, I end, I step, R *r, I *errors) {
-  return CALL(size_of[g], size_of[g], c, g, modes, begin, end, step, r, errors);
+int kelp2_get_history_byname(Connection c, Group group, const int *modes, int begin, int end,
+                             int step, Result *results, int *errors) {
+  call("get_history_byname", c, group, list(modes, size_of(group)), begin, end, step);
+  return answer(size_of(group), results, errors);
 }
-I kelp2_num_rows(R r) { return CALL(0, 0, r), r == nullptr ? 0 : answer(1); }
-I kelp2_fetch_timed_value(R r, I *time, S *status, D *value) {
-  if (CALL(0, 0, r) != 0) return answer();
+int kelp2_num_rows(Result rows) {
+  call("num_rows", rows);
+  return rows == nullptr ? 0 : result(1);
+}
+int kelp2_fetch_timed_value(Result rows, int *time, int16_t *status, double *value) {
+  if (call("fetch_timed_value", rows) != 0) return result();
   *time = 1000 + calls[operation];
   *status = -1;
   *value = script.value;
   return 0;
 }
-I kelp2_fetch_stat_value(R r, StatValue *row) {
-  const D v = script.value;
-  *row = {1, -1, v, v + 1, v + 2, 2, 3, v + 3, v + 4, v + 5};
-  return CALL(0, 0, r, row);
+int kelp2_fetch_stat_value(Result rows, StatValue *row) {
+  const double value = script.value;
+  *row = {1, -1, value, value + 1, value + 2, 2, 3, value + 3, value + 4, value + 5};
+  return call("fetch_stat_value", rows);
 }
-I kelp2_free_result(R r) { return release(CALL(0, 0, r), r); }
+int kelp2_free_result(Result rows) { return release(rows); }
 
-I kelp2_write_cache(C c, I zero, I n, const I *ids, const I *t, const S *s, const D *v, I *errors) {
-  return CALL(n, n, c, zero, n, ids, t, s, v, errors);
+int kelp2_write_cache(Connection c, int zero, int count, Ids ids, Times times, Statuses statuses,
+                      Values values, int *errors) {
+  call("write_cache", c, zero, count, lists(count, ids, times, statuses, values));
+  return answer(count, errors);
 }
-I kelp2_write_cache_one(C c, I zero, I id, I n, const I *t, const S *s, const D *v, I *error) {
-  return CALL(n, 1, c, zero, id, n, t, s, v, error);
+int kelp2_write_cache_one(Connection c, int zero, int id, int count, Times times, Statuses statuses,
+                          Values values, int *error) {
+  call("write_cache_one", c, zero, id, count, lists(count, times, statuses, values));
+  return answer(1, error);
 }
-I kelp2_write_snap(C c, I zero, I n, const I *ids, I t, const S *s, const D *v, I *errors) {
-  return CALL(n, n, c, zero, n, ids, t, s, v, errors);
+int kelp2_write_snap(Connection c, int zero, int count, Ids ids, int time, Statuses statuses,
+                     Values values, int *errors) {
+  call("write_snap", c, zero, count, list(ids, count), time, lists(count, statuses, values));
+  return answer(count, errors);
 }
-I kelp2_get_snap_byid(C c, I n, const I *ids, I t, S *s, D *v, I *errors) {
-  return CALL(n, n, c, n, ids, t, s, v, errors);
+int kelp2_get_snap_byid(Connection c, int count, Ids ids, int time, int16_t *statuses,
+                        double *values, int *errors) {
+  call("get_snap_byid", c, count, list(ids, count), time);
+  return answer(count, statuses, values, errors);
 }
-I kelp2_get_snap_byname(C c, G g, I t, S *s, D *v, I *errors) {
-  return CALL(0, size_of[g], c, g, t, s, v, errors);
+int kelp2_get_snap_byname(Connection c, Group group, int time, int16_t *statuses, double *values,
+                          int *errors) {
+  call("get_snap_byname", c, group, time);
+  return answer(size_of(group), statuses, values, errors);
 }
 
 extern "C" {
@@ -292,10 +376,11 @@ std::time_t time(std::time_t *) noexcept { return clock_time; }
 void srand(unsigned value) noexcept { seed = value; }
 int rand() noexcept {
   static int draw = -1;
-  return ++draw, 32768 * (draw % 3) + 1000 * draw;
+  ++draw;
+  return 32768 * (draw % 3) + 1000 * draw;
 }
 unsigned sleep(unsigned seconds) {
-  std::printf(">sleep(%u)\n", seconds);
+  show("call sleep(" + std::to_string(seconds) + ")");
   clock_time += seconds + 1;
   if (--script.sleeps > 0) return 0;
   report_leaks();
