@@ -1,6 +1,6 @@
 // A primary and a standby on two addresses of the loopback, named in one list of hosts. Commits
 // wait for the standby, so that what was acknowledged is there after it has been promoted.
-#include "client.h"
+#include "fixture.h"
 
 namespace kelptest {
 
@@ -21,14 +21,14 @@ class Cluster : public ServerTest {
 
 TEST_F(Cluster, AStandbyIsPassedOverAndRefusedAlone) {
   login_.hosts = "127.0.0.2,127.0.0.1";
-  const Connection writing = connect(login_);
-  const Ids ids = make_points(writing, 3);
+  const Connection writing(login_);
+  const Ids ids = writing.make_points(3);
   EXPECT_EQ(write(writing, ids, 1), 0);
-  EXPECT_EQ(kelp2_status(writing.get()), 0);
+  EXPECT_EQ(writing.status(), 0);
 
   login_.hosts = "127.0.0.2";
   testing::internal::CaptureStderr();
-  EXPECT_EQ(connect(login_), nullptr);
+  EXPECT_FALSE(Connection(login_).open());
   const std::string errors = testing::internal::GetCapturedStderr();
   EXPECT_EQ(count_of("\n", errors), 1u) << errors;
   EXPECT_EQ(count_of("read-only", errors), 1u) << errors;
@@ -49,12 +49,12 @@ TEST_F(Cluster, WritingGoesOnWhereTheStandbyWasPromoted) {
 
 // A primary that hangs must not use up the time that is left for the others.
 TEST_F(Cluster, APrimaryThatHangsIsPassedOver) {
-  const Ids ids = make_points(connect(login_), 3);
+  const Ids ids = Connection(login_).make_points(3);
   server().freeze();
   standby_->promote();
   standby_->sql("ALTER SYSTEM SET synchronous_standby_names TO ''");
   standby_->sql("SELECT pg_reload_conf()");
-  EXPECT_EQ(write(connect(login_, 2), ids, 1), 0);
+  EXPECT_EQ(write(Connection(login_), ids, 1), 0);
 }
 
 }  // namespace kelptest

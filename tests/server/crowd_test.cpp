@@ -1,7 +1,7 @@
 // Many programs on one database at once.
 #include <future>
 
-#include "client.h"
+#include "fixture.h"
 
 namespace kelptest {
 
@@ -31,12 +31,12 @@ TEST_F(Crowd, AllCreateTheTablesAtOnce) {
 
 // Rows locked in opposite orders would be a deadlock.
 TEST_F(Crowd, WritersOfTheSamePointsDoNotDisturbEachOther) {
-  const Ids ids = make_points(connect(login_), 100);
+  const Ids ids = Connection(login_).make_points(100);
   std::atomic<int> failures = 0;
   std::vector<std::thread> threads;
   for (const Ids &order : {ids, Ids(ids.rbegin(), ids.rend()), ids}) {
     threads.emplace_back([&, order] {
-      const Connection connection = connect(login_);
+      const Connection connection(login_);
       for (int32_t time = 0; time < 200; ++time) {
         if (write(connection, order, time / 20) != 0) ++failures;
       }

@@ -3,9 +3,8 @@
 #include <signal.h>
 
 #include <functional>
-#include <numeric>
 
-#include "client.h"
+#include "fixture.h"
 
 namespace kelptest {
 
@@ -16,38 +15,40 @@ constexpr double kLongest = kBound + 0.5;
 
 }  // namespace
 
-class Frozen : public ServerTest {};
+class Frozen : public ServerTest {
+ protected:
+  void SetUp() override {
+    ServerTest::SetUp();
+    login_.bound = kBound;
+  }
+};
 
 TEST_F(Frozen, ACallFailsWithinTheBoundAndLeavesNothing) {
-  const Ids ids = make_points(connect(login_), 3);
+  const Ids ids = Connection(login_).make_points(3);
   constexpr int32_t frozen_time = 1000, other_time = 2000;
-  constexpr int32_t many = 300'000;  // rows, more than the sockets between the two hold
-  std::vector<int32_t> times(many);
-  std::iota(times.begin(), times.end(), frozen_time);
-  const std::vector<int16_t> statuses(many);
-  const std::vector<double> values(many);
-  int32_t out = 0;
+  Rows many(300'000);  // more than the sockets between the two hold
+  for (size_t i = 0; i < many.size(); ++i) many[i].time = frozen_time + int32_t(i);
   Connection frozen;
   const std::pair<const char *, std::function<int32_t()>> calls[] = {
       {"write_value", [&] { return write(frozen, ids, frozen_time); }},
-      {"write_histroy",
+      {"write_histroy", [&] { return frozen.write_history(ids[0], many); }},
+      {"modify_object", [&] { return frozen.insert("W3.N", "LATE", R8); }},
+      {"get_system_time",
        [&] {
-         return kelp2_write_histroy_byid(frozen.get(), 0, ids[0], many, times.data(),
-                                         statuses.data(), values.data(), &out);
+         int32_t time = 0;
+         return kelp2_get_system_time(frozen.handle(), &time);
        }},
-      {"modify_object", [&] { return insert(frozen.get(), "W3.N", "LATE", R8); }},
-      {"get_system_time", [&] { return kelp2_get_system_time(frozen.get(), &out); }},
-      {"status", [&] { return kelp2_status(frozen.get()); }},
+      {"status", [&] { return frozen.status(); }},
   };
   for (const auto &[name, call] : calls) {
     SCOPED_TRACE(name);
-    frozen = connect(login_, kBound);
+    frozen = Connection(login_);
     const pid_t backend = server().backends(login_.name).at(0);
     kill(backend, SIGSTOP);
     EXPECT_LT(seconds([&] { EXPECT_NE(call(), 0); }), kLongest);
-    EXPECT_LT(seconds([&] { EXPECT_NE(kelp2_status(frozen.get()), 0); }), kLongest);
-    EXPECT_LT(seconds([&] { frozen.reset(); }), kLongest);
-    EXPECT_EQ(write(connect(login_, kBound), ids, other_time), 0);
+    EXPECT_LT(seconds([&] { EXPECT_NE(frozen.status(), 0); }), kLongest);
+    EXPECT_LT(seconds([&] { frozen.close(); }), kLongest);
+    EXPECT_EQ(write(Connection(login_), ids, other_time), 0);
     kill(backend, SIGCONT);
     EXPECT_TRUE(wait_for(5s, [&] { return kill(backend, 0) != 0; }));
   }
@@ -56,13 +57,13 @@ TEST_F(Frozen, ACallFailsWithinTheBoundAndLeavesNothing) {
 }
 
 TEST_F(Frozen, AServerThatDoesNotAnswerIsGivenUp) {
-  Connection open = connect(login_, kBound);
-  const Ids ids = make_points(open, 3);
+  Connection open(login_);
+  const Ids ids = open.make_points(3);
   server().freeze();
-  EXPECT_LT(seconds([&] { EXPECT_EQ(connect(login_, kBound), nullptr); }), kLongest);
+  EXPECT_LT(seconds([&] { EXPECT_FALSE(Connection(login_).open()); }), kLongest);
   EXPECT_LT(seconds([&] { EXPECT_NE(write(open, ids, 1), 0); }), kLongest);
   server().thaw();
-  EXPECT_EQ(write(connect(login_, kBound), ids, 1), 0);
+  EXPECT_EQ(write(Connection(login_), ids, 1), 0);
 }
 
 }  // namespace kelptest

@@ -4,9 +4,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <numeric>
 
-#include "client.h"
+#include "fixture.h"
 
 namespace kelptest {
 
@@ -24,16 +23,10 @@ class FullDisk : public ServerTest {
   }
   void TearDown() override { umount2(disk_.path().c_str(), MNT_DETACH); }
 
-  // An hour of values.
   static int32_t write_hour(const Connection &connection, int32_t id, int32_t begin) {
-    std::vector<int32_t> times(3600);
-    std::iota(times.begin(), times.end(), begin);
-    const std::vector<int16_t> statuses(times.size());
-    const std::vector<double> values(times.size());
-    int32_t error = 0;
-    const int32_t result = kelp2_write_histroy_byid(connection.get(), 0, id, 3600, times.data(),
-                                                    statuses.data(), values.data(), &error);
-    return result != 0 ? result : error;
+    Rows rows(3600);
+    for (int32_t i = 0; i < 3600; ++i) rows[i].time = begin + i;
+    return connection.write_history(id, rows);
   }
 
   TempFolder disk_;
@@ -44,8 +37,9 @@ TEST_F(FullDisk, WritingFailsUntilThereIsSpaceAgain) {
   Server::give_to_server(disk_.path("space"));
   server().sql("CREATE TABLESPACE small LOCATION '" + disk_.path("space") + "'");
   login_ = with(server().new_database("TABLESPACE small"));
-  const Connection connection = connect(login_, 10);
-  const int32_t id = make_points(connection, 1)[0];
+  login_.bound = 10;
+  const Connection connection(login_);
+  const int32_t id = connection.make_points(1)[0];
   std::ofstream(disk_.path("other")) << std::string(8 << 20, 'x');
 
   testing::internal::CaptureStderr();
@@ -56,7 +50,7 @@ TEST_F(FullDisk, WritingFailsUntilThereIsSpaceAgain) {
   EXPECT_LT(result, 0);
   EXPECT_EQ(count_of("\n", errors), 1u) << errors;
   EXPECT_NE(errors.find("No space left on device"), std::string::npos) << errors;
-  EXPECT_EQ(kelp2_status(connection.get()), 0);
+  EXPECT_EQ(connection.status(), 0);
 
   std::filesystem::remove(disk_.path("other"));
   EXPECT_EQ(sql("SELECT count(*) FROM kelp.sample"), std::to_string(time));

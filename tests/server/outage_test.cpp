@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "client.h"
+#include "fixture.h"
 
 namespace kelptest {
 
@@ -34,7 +34,7 @@ TEST_F(Outage, InTheMiddleOfTheSequenceTheProgramEnds) {
   };
   for (const auto &[demonstration, last] : cases) {
     SCOPED_TRACE(demonstration);
-    Program program(login_, {"-X100", "-E20130307130000"});
+    Program program(login_, {"-X100"});
     ASSERT_TRUE(program.wait_for_output(demonstration, 60s)) << last_line(program.output());
     program.signal(SIGSTOP);
     server().stop();
@@ -49,24 +49,17 @@ TEST_F(Outage, InTheMiddleOfTheSequenceTheProgramEnds) {
 // Not every caller looks at the result of a fetch: a long series of them on a lost connection must
 // not write a line each.
 TEST_F(Outage, TheLossIsReportedOnce) {
-  const Connection connection = connect(login_);
-  const int32_t id = make_points(connection, 1)[0];
+  const Connection connection(login_);
+  const int32_t id = connection.make_points(1)[0];
   sql("INSERT INTO kelp.sample SELECT " + std::to_string(id) +
       ", time, 0, 0 FROM generate_series(1, 20000) AS t (time)");
-  const int32_t mode = HistoryTimed;
-  ResultHandle rows = nullptr;
-  int32_t time = 0;
-  int16_t status = 0;
-  double value = 0;
-  ASSERT_EQ(kelp2_get_history_byid(connection.get(), 1, &id, &mode, 0, 20'001, 1, &rows, &time), 0);
+  const Result rows = std::move(connection.query({id}, HistoryTimed)[0]);
   server().stop();
   testing::internal::CaptureStderr();
   int failures = 0;
-  for (int i = 0; i < 20'000; ++i)
-    failures += kelp2_fetch_timed_value(rows, &time, &status, &value) != 0;
+  for (int i = 0; i < 20'000; ++i) failures += !fetch(rows);
   EXPECT_EQ(count_of("\n", testing::internal::GetCapturedStderr()), 1u);
   EXPECT_GT(failures, 1000);
-  kelp2_free_result(rows);
   server().start();
 }
 
@@ -81,7 +74,7 @@ TEST_F(Outage, TheContinuousWriterGoesOn) {
       {"backend killed", [&] { kill(server().backends(login_.name).at(0), SIGKILL); }, false},
   };
   Writer writer(with(server().new_database()));
-  Program program(login_);
+  Program program(login_, {"-X3"});
   ASSERT_TRUE(program.wait_for_output("I'm writing realvalue", 20s)) << program.output();
   const std::string begin = sql("SELECT extract(epoch FROM now())::int - 1");
   for (const auto &fault : faults) {

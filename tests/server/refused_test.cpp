@@ -1,6 +1,6 @@
 // Connections that cannot be had. Whatever the cause, the program says "connect error!", ends with
 // status 0, and one line on standard error names the cause and keeps the password to itself.
-#include "client.h"
+#include "fixture.h"
 
 namespace kelptest {
 
@@ -12,10 +12,10 @@ TEST_F(Refused, EveryCauseIsOneLine) {
   const std::string guest = server().new_database();
   server().sql("ALTER DATABASE " + guest + " OWNER TO postgres");
   const std::string newer = server().new_database();
-  ASSERT_NE(connect(with(newer)), nullptr);
+  ASSERT_TRUE(Connection(with(newer)).open());
   server().sql("UPDATE kelp.schema_version SET version = version + 1", newer);
   const std::string reader = server().new_database();
-  ASSERT_NE(connect(with(reader)), nullptr);
+  ASSERT_TRUE(Connection(with(reader)).open());
   server().sql("REASSIGN OWNED BY " + reader + " TO postgres; GRANT USAGE ON SCHEMA kelp TO " +
                    reader + "; GRANT SELECT ON ALL TABLES IN SCHEMA kelp TO " + reader,
                reader);

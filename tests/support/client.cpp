@@ -34,22 +34,25 @@ struct Columns {
   }
 };
 
-// One row per point; `times` is an array or one time for all.
-template <typename Call, typename Times>
-Codes write_points(Call &&call, const Connection &connection, const Ids &ids, Times times,
-                   const Columns &columns) {
-  Codes errors(ids.size(), kUnset);
-  const int32_t result = call(connection.get(), 0, count_of(ids), ids.data(), times,
-                              columns.statuses.data(), columns.values.data(), errors.data());
-  return entries_of(result, errors);
+Codes write_at_one_time(decltype(kelp2_write_value) call, ConnectionHandle connection,
+                        const Ids &ids, const Rows &rows) {
+  const Columns columns(rows);
+  Codes errors(rows.size(), kUnset);
+  for (size_t begin = 0, end = 0; begin < rows.size(); begin = end) {
+    while (end < rows.size() && rows[end].time == rows[begin].time) ++end;
+    const int32_t result =
+        call(connection, 0, static_cast<int32_t>(end - begin), &ids[begin], rows[begin].time,
+             &columns.statuses[begin], &columns.values[begin], &errors[begin]);
+    if (result != 0) return entries_of(result, errors);
+  }
+  return errors;
 }
 
-// Rows of one point, given by its id or name.
-template <typename Call, typename Point>
-int32_t write_point(Call &&call, const Connection &connection, Point point, const Rows &rows) {
+int32_t write_point(decltype(kelp2_write_cache_one) call, ConnectionHandle connection, int32_t id,
+                    const Rows &rows) {
   const Columns columns(rows);
   int32_t error = kUnset;
-  const int32_t result = call(connection.get(), 0, point, count_of(rows), columns.times.data(),
+  const int32_t result = call(connection, 0, id, count_of(rows), columns.times.data(),
                               columns.statuses.data(), columns.values.data(), &error);
   return result != 0 ? result : error;
 }
@@ -61,10 +64,10 @@ Readings read(size_t count, int32_t time, Call &&call) {
   Columns columns(count);
   columns.times.assign(count, time);
   Codes errors(count, kUnset);
-  errors = entries_of(call(columns, errors.data()), errors);
+  const int32_t result = call(columns, errors.data());
   Readings readings(count);
   for (size_t i = 0; i < count; ++i) {
-    if (errors[i] != 0) continue;
+    if (result != 0 || errors[i] != 0) continue;
     readings[i] = Row{columns.times[i], columns.statuses[i], columns.values[i]};
   }
   return readings;
@@ -80,12 +83,6 @@ std::vector<Owner> handed_out(size_t count, Call &&call) {
   return {handles.begin(), handles.end()};
 }
 
-Rows rows_of(const Result &result) {
-  Rows rows(std::max(kelp2_num_rows(result.get()), 0));
-  for (Row &row : rows) row = fetch(result).value();
-  return rows;
-}
-
 }  // namespace
 
 int32_t first_failure(const Codes &codes) {
@@ -93,10 +90,9 @@ int32_t first_failure(const Codes &codes) {
   return failed == codes.end() ? 0 : *failed;
 }
 
-Connection connect(const Login &login, int32_t option) {
-  return Connection(kelp2_init(option, login.hosts.c_str(), login.port, login.bound,
-                               login.name.c_str(), login.password.c_str(), "NULL", 0));
-}
+Connection::Connection(const Login &login, int32_t option)
+    : handle_(kelp2_init(option, login.hosts.c_str(), login.port, login.bound, login.name.c_str(),
+                         login.password.c_str(), "NULL", 0)) {}
 
 Group group_of(const Names &names) {
   Group group(kelp2_new_group());
@@ -104,20 +100,20 @@ Group group_of(const Names &names) {
   return group;
 }
 
-Object new_object(const Connection &connection, const std::string &name, int32_t kind) {
-  return Object(kelp2_new_object(connection.get(), name.c_str(), kind));
+Object Connection::new_object(const std::string &name, int32_t kind) const {
+  return Object(kelp2_new_object(handle(), name.c_str(), kind));
 }
 
-Object object(const Connection &connection, const std::string &name) {
+Object Connection::object(const std::string &name) const {
   const Group group = group_of({name});
   return std::move(handed_out<Object>(1, [&](ObjectHandle *handles, int32_t *errors) {
-    kelp2_get_object_byname(connection.get(), group.get(), handles, errors);
+    kelp2_get_object_byname(handle(), group.get(), handles, errors);
   })[0]);
 }
 
-std::vector<Object> objects(const Connection &connection, const Ids &ids) {
+std::vector<Object> Connection::objects(const Ids &ids) const {
   return handed_out<Object>(ids.size(), [&](ObjectHandle *handles, int32_t *errors) {
-    kelp2_get_object_byid(connection.get(), count_of(ids), ids.data(), handles, errors);
+    kelp2_get_object_byid(handle(), count_of(ids), ids.data(), handles, errors);
   });
 }
 
@@ -127,10 +123,10 @@ std::string text(const Object &object, const char *field) {
   return buffer.c_str();
 }
 
-Names children(const Connection &connection, const std::string &node) {
+Names Connection::children(const std::string &node) const {
   int32_t count = 0;
   ObjectHandle *list = nullptr;
-  kelp2_get_child(connection.get(), node.c_str(), &count, &list);
+  kelp2_get_child(handle(), node.c_str(), &count, &list);
   Names names;
   for (int32_t i = 0; i < count; ++i) {
     char name[256];
@@ -141,44 +137,43 @@ Names children(const Connection &connection, const std::string &node) {
   return names;
 }
 
-Ids ids_of(const Connection &connection, const Names &names) {
+Ids Connection::ids_of(const Names &names) const {
   Ids ids(names.size(), kUnset);
-  EXPECT_EQ(kelp2_get_id_byname(connection.get(), group_of(names).get(), ids.data()), 0);
+  EXPECT_EQ(kelp2_get_id_byname(handle(), group_of(names).get(), ids.data()), 0);
   return ids;
 }
 
-Codes modify(const Connection &connection, int32_t operation, const std::string &parent,
-             std::vector<ObjectHandle> objects) {
+Codes Connection::modify(int32_t operation, const std::string &parent,
+                         std::vector<ObjectHandle> objects) const {
   Codes errors(objects.size(), kUnset);
-  const int32_t done = kelp2_modify_object(connection.get(), operation, parent.c_str(),
-                                           count_of(objects), objects.data(), errors.data());
+  const int32_t done = kelp2_modify_object(handle(), operation, parent.c_str(), count_of(objects),
+                                           objects.data(), errors.data());
   // A failure of the whole call is in the entries, too.
   EXPECT_EQ(std::max(done, 0), std::count(errors.begin(), errors.end(), 0)) << done;
   return errors;
 }
 
-int32_t insert(const Connection &connection, const std::string &parent, const std::string &name,
-               int32_t kind) {
-  return modify(connection, Insert, parent, {new_object(connection, name, kind).get()})[0];
+int32_t Connection::insert(const std::string &parent, const std::string &name, int32_t kind) const {
+  return modify(Insert, parent, {new_object(name, kind).get()})[0];
 }
 
-int32_t erase(const Connection &connection, const std::string &parent, const std::string &name) {
-  return modify(connection, Delete, parent, {object(connection, parent + "." + name).get()})[0];
+int32_t Connection::erase(const std::string &parent, const std::string &name) const {
+  return modify(Delete, parent, {object(parent + "." + name).get()})[0];
 }
 
-Ids make_points(const Connection &connection, int count) {
-  EXPECT_EQ(insert(connection, "W3", "N", KindNode), 0);
+Ids Connection::make_points(int count) const {
+  EXPECT_EQ(insert("W3", "N", KindNode), 0);
   std::vector<Object> points;
   std::vector<ObjectHandle> handles;
   Names names;
   for (int i = 0; i < count; ++i) {
     const std::string name = "P" + std::to_string(i);
-    points.push_back(new_object(connection, name, AX + i % 5));
+    points.push_back(new_object(name, AX + i % 5));
     handles.push_back(points.back().get());
     names.push_back("W3.N." + name);
   }
-  EXPECT_EQ(modify(connection, Insert, "W3.N", handles), Codes(handles.size(), 0));
-  Ids ids = ids_of(connection, names);
+  EXPECT_EQ(modify(Insert, "W3.N", handles), Codes(handles.size(), 0));
+  Ids ids = ids_of(names);
   EXPECT_EQ(std::count(ids.begin(), ids.end(), 0), 0);
   return ids;
 }
@@ -192,78 +187,50 @@ std::ostream &operator<<(std::ostream &out, const Row &row) {
   return out << '(' << row.time << ", " << row.status << ", " << row.value << ')';
 }
 
-Codes write_value(const Connection &connection, const Ids &ids, const Rows &rows) {
-  return write_points(kelp2_write_value, connection, ids, rows.at(0).time, Columns(rows));
+Codes Connection::write_value(const Ids &ids, const Rows &rows) const {
+  return write_at_one_time(kelp2_write_value, handle(), ids, rows);
 }
 
-Codes write_snap(const Connection &connection, const Ids &ids, const Rows &rows) {
-  return write_points(kelp2_write_snap, connection, ids, rows.at(0).time, Columns(rows));
+Codes Connection::write_snap(const Ids &ids, const Rows &rows) const {
+  return write_at_one_time(kelp2_write_snap, handle(), ids, rows);
 }
 
-Codes write_cache(const Connection &connection, const Ids &ids, const Rows &rows) {
+Codes Connection::write_cache(const Ids &ids, const Rows &rows) const {
   const Columns columns(rows);
-  return write_points(kelp2_write_cache, connection, ids, columns.times.data(), columns);
+  Codes errors(rows.size(), kUnset);
+  const int32_t result =
+      kelp2_write_cache(handle(), 0, count_of(rows), ids.data(), columns.times.data(),
+                        columns.statuses.data(), columns.values.data(), errors.data());
+  return entries_of(result, errors);
 }
 
-int32_t write_cache_one(const Connection &connection, int32_t id, const Rows &rows) {
-  return write_point(kelp2_write_cache_one, connection, id, rows);
+int32_t Connection::write_cache_one(int32_t id, const Rows &rows) const {
+  return write_point(kelp2_write_cache_one, handle(), id, rows);
 }
 
-int32_t write_history(const Connection &connection, int32_t id, const Rows &rows) {
-  return write_point(kelp2_write_histroy_byid, connection, id, rows);
+int32_t Connection::write_history(int32_t id, const Rows &rows) const {
+  return write_point(kelp2_write_histroy_byid, handle(), id, rows);
 }
 
-int32_t write_history_by_name(const Connection &connection, const std::string &name,
-                              const Rows &rows) {
-  return write_point(kelp2_write_histroy_byname, connection, name.c_str(), rows);
-}
-
-Readings current(const Connection &connection, const Ids &ids) {
+Readings Connection::current(const Ids &ids) const {
   return read(ids.size(), kUnset, [&](Columns &to, int32_t *errors) {
-    return kelp2_get_value_byid(connection.get(), count_of(ids), ids.data(), to.times.data(),
+    return kelp2_get_value_byid(handle(), count_of(ids), ids.data(), to.times.data(),
                                 to.statuses.data(), to.values.data(), errors);
   });
 }
 
-Readings current_by_name(const Connection &connection, const Names &names) {
-  const Group group = group_of(names);
-  return read(names.size(), kUnset, [&](Columns &to, int32_t *errors) {
-    return kelp2_get_value_byname(connection.get(), group.get(), to.times.data(),
-                                  to.statuses.data(), to.values.data(), errors);
-  });
-}
-
-Readings snapshot(const Connection &connection, const Ids &ids, int32_t time) {
+Readings Connection::snapshot(const Ids &ids, int32_t time) const {
   return read(ids.size(), time, [&](Columns &to, int32_t *errors) {
-    return kelp2_get_snap_byid(connection.get(), count_of(ids), ids.data(), time,
-                               to.statuses.data(), to.values.data(), errors);
+    return kelp2_get_snap_byid(handle(), count_of(ids), ids.data(), time, to.statuses.data(),
+                               to.values.data(), errors);
   });
 }
 
-Readings snapshot_by_name(const Connection &connection, const Names &names, int32_t time) {
-  const Group group = group_of(names);
-  return read(names.size(), time, [&](Columns &to, int32_t *errors) {
-    return kelp2_get_snap_byname(connection.get(), group.get(), time, to.statuses.data(),
-                                 to.values.data(), errors);
-  });
-}
-
-std::vector<Result> query(const Connection &connection, const Ids &ids, HistoryMode mode,
-                          const Span &span) {
+std::vector<Result> Connection::query(const Ids &ids, HistoryMode mode, const Span &span) const {
   const Codes modes(ids.size(), mode);
   return handed_out<Result>(ids.size(), [&](ResultHandle *handles, int32_t *errors) {
-    kelp2_get_history_byid(connection.get(), count_of(ids), ids.data(), modes.data(), span.begin,
-                           span.end, span.step, handles, errors);
-  });
-}
-
-std::vector<Result> query_by_name(const Connection &connection, const Names &names,
-                                  HistoryMode mode, const Span &span) {
-  const Codes modes(names.size(), mode);
-  const Group group = group_of(names);
-  return handed_out<Result>(names.size(), [&](ResultHandle *handles, int32_t *errors) {
-    kelp2_get_history_byname(connection.get(), group.get(), modes.data(), span.begin, span.end,
-                             span.step, handles, errors);
+    kelp2_get_history_byid(handle(), count_of(ids), ids.data(), modes.data(), span.begin, span.end,
+                           span.step, handles, errors);
   });
 }
 
@@ -273,12 +240,11 @@ std::optional<Row> fetch(const Result &result) {
   return failure == 0 ? std::optional(row) : std::nullopt;
 }
 
-Rows history(const Connection &connection, int32_t id, const Span &span) {
-  return rows_of(query(connection, {id}, HistoryTimed, span)[0]);
-}
-
-Rows history_by_name(const Connection &connection, const std::string &name, const Span &span) {
-  return rows_of(query_by_name(connection, {name}, HistoryTimed, span)[0]);
+Rows Connection::history(int32_t id, const Span &span) const {
+  const std::vector<Result> results = query({id}, HistoryTimed, span);
+  Rows rows(std::max(kelp2_num_rows(results[0].get()), 0));
+  for (Row &row : rows) row = fetch(results[0]).value();
+  return rows;
 }
 
 }  // namespace kelptest
