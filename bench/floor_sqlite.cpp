@@ -1,208 +1,221 @@
-// The least that a run of kelptest over a SQLite file can cost: the same statements, settings and
-// transactions as the library's engine, without the library. With `plain` the shape that a program
-// would have that took no thought: one upsert per row, everything straight into the table of
-// samples. To try settings: `rows=N` is the most rows of one statement, other NAME=VALUE arguments
-// are pragmas, set when the file is opened.
-#include <sqlite3.h>
-
+// The least that a run can cost over a SQLite file: the library's tables and settings, each call a
+// transaction of the statements that it takes. Snapshots are put aside as they come, one row of
+// bytes per call, and sorted into the table of samples by the first call that reads them there.
+//
+// Options, separated by commas: `plain` is the shape that a program would have that took no
+// thought, one upsert per row, everything straight into the table of samples; others are pragmas,
+// NAME=VALUE, to try settings.
 #include <algorithm>
-#include <map>
-#include <type_traits>
+#include <cstring>
+#include <ctime>
+#include <sstream>
+#include <stdexcept>
 
-#include "demo_run.h"
+#include "sqlite/database.h"
+#include "sqlite/store_file.h"
+#include "stand_in.h"
 
 namespace {
 
-using bench::Kind;
-using bench::Rows;
+using bench::Ids, bench::Names, bench::Objects, bench::Samples;
+using kelp::sqlite::Statement;
 
-constexpr const char *kSettings =
-    "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -16384;"
-    "PRAGMA wal_autocheckpoint = 4000; PRAGMA journal_size_limit = 67108864;";
-constexpr const char *kSchema = R"sql(
-BEGIN IMMEDIATE;
-CREATE TABLE object (id INTEGER PRIMARY KEY AUTOINCREMENT, parent_id INTEGER, kind INTEGER NOT NULL,
-  name TEXT NOT NULL, full_name TEXT NOT NULL UNIQUE, ed TEXT NOT NULL DEFAULT '',
-  fq INTEGER NOT NULL DEFAULT 0, ar INTEGER NOT NULL DEFAULT 0, iv DEFAULT 0.0,
-  hw INTEGER NOT NULL DEFAULT 0);
-CREATE INDEX object_parent ON object (parent_id);
-CREATE TABLE sample (point_id INTEGER NOT NULL, time INTEGER NOT NULL, status INTEGER NOT NULL,
-  value, PRIMARY KEY (point_id, time)) WITHOUT ROWID;
-CREATE TABLE staged_sample (seq INTEGER PRIMARY KEY, point_id INTEGER NOT NULL,
-  time INTEGER NOT NULL, status INTEGER NOT NULL, value);
-CREATE TABLE current_value (point_id INTEGER PRIMARY KEY, time INTEGER NOT NULL,
-  status INTEGER NOT NULL, value);
-INSERT INTO object (kind, name, full_name) VALUES (8, 'W3', 'W3');
-COMMIT)sql";
+// The library's tables.
+#define SAMPLES "sample"
+#define CURRENT_VALUES "current_value"
 
-#define OBJECTS "SELECT id, kind, name, ed, fq, ar, iv, hw FROM object "
-#define UPSERT " ON CONFLICT (point_id, time) DO UPDATE SET status = excluded.status,"
-#define UPSERT_CURRENT " ON CONFLICT (point_id) DO UPDATE SET time = excluded.time,"
-#define VALUE " value = excluded.value"
+constexpr size_t kMostRows = 64;  // of one statement
 
-class SqliteFloor {
+struct Row {
+  int32_t id;
+  kelp::Sample sample;
+};
+
+int32_t integer(const Statement &row, int column) {
+  return static_cast<int32_t>(row.integer(column));
+}
+
+kelp::ObjectRecord object_of(const Statement &row) {
+  return {integer(row, 0), integer(row, 1), row.text(2), row.text(3),
+          integer(row, 4), integer(row, 5), row.real(6), integer(row, 7)};
+}
+
+kelp::Sample sample_of(const Statement &row) {
+  return {integer(row, 0), static_cast<int16_t>(row.integer(1)), row.real(2)};
+}
+
+template <typename Value>
+void bind(Statement &statement, int index, const Value &value) {
+  if constexpr (std::is_integral_v<Value>) {
+    statement.bind(index, int64_t{value});
+  } else {
+    statement.bind(index, value);
+  }
+}
+
+class SqliteFloor : public bench::Floor {
  public:
-  std::string path;
-  std::string pragmas;
-  bool plain = false;
-  size_t most_rows = 64;
-
-  void connect() {
-    check(sqlite3_open(path.c_str(), &db_));
-    const std::string sql = pragmas + kSettings + pragmas + kSchema;  // page_size must come first
-    check(sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr));
-  }
-  void read_clock() {}
-  template <typename... Values>
-  int32_t query(const std::string &sql, const Values &...values) {
-    sqlite3_stmt *prepared = statement(sql);
-    bind_all(prepared, values...);
-    return run(prepared);
-  }
-
-  std::vector<int32_t> point_ids(const std::vector<std::string> &names) {
-    return look_up("SELECT id FROM object WHERE full_name = ? AND kind >= 32", names);
-  }
-  std::vector<int32_t> read_objects(const std::vector<int32_t> &ids) {
-    return look_up(OBJECTS "WHERE id = ? AND kind >= 32", ids);
-  }
-  std::vector<int32_t> read_objects(const std::vector<std::string> &names) {
-    return look_up(OBJECTS "WHERE full_name = ? AND kind >= 16", names);
-  }
-  void read_current(const std::vector<int32_t> &ids) {
-    look_up("SELECT time, status, value FROM current_value WHERE point_id = ?", ids);
-  }
-  void read_range(const std::vector<int32_t> &ids, int32_t begin, int32_t end) {
-    look_up(
-        "SELECT time, status, value FROM sample WHERE point_id = ? AND time >= ? AND time < ?"
-        " ORDER BY time",
-        ids, begin, end);
-  }
-  void read_as_of(const std::vector<int32_t> &ids, int32_t time) {
-    if (staged_) merge();
-    look_up(
-        "SELECT time, status, value FROM sample WHERE point_id = ? AND time <= ?"
-        " ORDER BY time DESC LIMIT 1",
-        ids, time);
-  }
-  void write(Kind kind, const Rows &rows) {
-    const bool stage = kind == Kind::snapshot && !plain;
-    query("BEGIN IMMEDIATE");
-    insert(rows, stage ? "staged_sample" : "sample", stage ? "" : UPSERT VALUE);
-    if (kind == Kind::realtime) {
-      insert(rows, "current_value", UPSERT_CURRENT " status = excluded.status," VALUE);
+  SqliteFloor(const kelp::StoreAddress &address, const std::string &options)
+      : file_(address.host.substr(std::strlen("file:")), address.wait_seconds, false) {
+    std::istringstream texts(options);
+    for (std::string text; std::getline(texts, text, ',');) {
+      if (text == "plain") plain_ = true;
+      if (text.find('=') != text.npos) db_.execute("PRAGMA " + text);
     }
-    query("COMMIT");
-    staged_ = staged_ || stage;
+    db_.execute("CREATE TABLE floor_snapshot (rows NOT NULL)");
+  }
+
+  int32_t now() override { return static_cast<int32_t>(std::time(nullptr)); }
+  Objects databases() override {
+    return look_up(object_of, bench::kSelectDatabases, Ids{&kelp::kDatabaseKind, 1});
+  }
+  Objects objects(Ids ids) override {
+    return look_up(object_of, SELECT_OBJECTS "WHERE id = $1", ids);
+  }
+  Objects objects(Names names) override {
+    return look_up(object_of, SELECT_OBJECTS "WHERE full_name = $1", names);
+  }
+  std::vector<int32_t> point_ids(Names names) override {
+    return look_up([](const Statement &row) { return integer(row, 0); },
+                   "SELECT id FROM object WHERE full_name = $1", names);
+  }
+  void insert(const std::string &parent, const kelp::ObjectRecord &o) override {
+    run(bench::kInsertObject, parent, o.kind, o.name, parent + "." + o.name, o.ed, o.fq, o.ar, o.iv,
+        o.hw);
+  }
+  void update(const std::string &parent, const kelp::ObjectRecord &o) override {
+    run(bench::kUpdateObject, o.id, parent, o.ed, o.fq, o.ar, o.iv, o.hw);
+  }
+
+  Samples current(Ids ids) override {
+    return look_up(sample_of,
+                   "SELECT time, status, value FROM " CURRENT_VALUES " WHERE point_id = $1", ids);
+  }
+  Samples as_of(Ids ids, int32_t time) override {
+    if (staged_) merge();
+    return look_up(sample_of,
+                   "SELECT time, status, value FROM " SAMPLES
+                   " WHERE point_id = $1 AND time <= $2"
+                   " ORDER BY time DESC LIMIT 1",
+                   ids, time);
+  }
+  std::vector<Samples> ranges(Ids ids, int32_t begin, int32_t end) override {
+    Statement &query = prepared("SELECT time, status, value FROM " SAMPLES
+                                " WHERE point_id = $1 AND time >= $2 AND time < $3 ORDER BY time");
+    std::vector<Samples> all;
+    run("BEGIN");
+    for (const int32_t id : ids) {
+      bind_all(query, id, begin, end);
+      Samples &samples = all.emplace_back();
+      while (query.step()) samples.push_back(sample_of(query));
+    }
+    run("COMMIT");
+    return all;
+  }
+  void write(kelp::WriteKind kind, const kelp::SampleRows &columns) override {
+    std::vector<Row> rows;
+    for (size_t i = 0; i < columns.count; ++i) {
+      rows.push_back({columns.ids[i], {columns.times[i], columns.statuses[i], columns.values[i]}});
+    }
+    run("BEGIN IMMEDIATE");
+    if (kind == kelp::WriteKind::snapshot && !plain_) {
+      stage(rows);
+    } else {
+      insert_rows(SAMPLES, kelp::kReplaceSample, rows);
+    }
+    if (kind == kelp::WriteKind::realtime) {
+      insert_rows(CURRENT_VALUES, kelp::kReplaceCurrentValue, rows);
+    }
+    run("COMMIT");
   }
 
  private:
-  void check(int result) {
-    if (result == SQLITE_OK) return;
-    std::fprintf(stderr, "floor_sqlite: %s: %s\n", path.c_str(), sqlite3_errmsg(db_));
-    std::exit(1);
-  }
-  sqlite3_stmt *statement(std::string sql) {
-    sqlite3_stmt *&prepared = statements_[sql];
+  // SQLite numbers parameters by their place unless they are written ?N.
+  Statement &prepared(std::string sql) {
     std::replace(sql.begin(), sql.end(), '$', '?');
-    if (!prepared) check(sqlite3_prepare_v2(db_, sql.c_str(), -1, &prepared, nullptr));
-    return prepared;
+    return db_.statement(sql);
   }
   template <typename... Values>
-  void bind_all([[maybe_unused]] sqlite3_stmt *prepared, const Values &...values) {
+  void bind_all([[maybe_unused]] Statement &statement, const Values &...values) {
     int index = 0;
-    (bind(prepared, ++index, values), ...);
+    (bind(statement, ++index, values), ...);
   }
-  template <typename T>
-  void bind(sqlite3_stmt *prepared, int index, const T &value) {
-    if constexpr (std::is_same_v<T, std::string>) {
-      check(sqlite3_bind_text(prepared, index, value.data(), int(value.size()), SQLITE_TRANSIENT));
-    } else if constexpr (std::is_same_v<T, double>) {
-      check(sqlite3_bind_double(prepared, index, value));
-    } else {
-      check(sqlite3_bind_int64(prepared, index, value));
-    }
+  template <typename... Values>
+  void run(const char *sql, const Values &...values) {
+    Statement &statement = prepared(sql);
+    bind_all(statement, values...);
+    statement.run();
   }
-  // Reads every column of every row; returns the first column of the first one, or 0.
-  int32_t run(sqlite3_stmt *prepared) {
-    int32_t first = 0;
-    int result;
-    while ((result = sqlite3_step(prepared)) == SQLITE_ROW) {
-      if (first == 0) first = sqlite3_column_int(prepared, 0);
-      for (int i = sqlite3_column_count(prepared); i-- > 0;) {
-        read_ += sqlite3_column_double(prepared, i);
-      }
-    }
-    if (result != SQLITE_DONE) check(result);
-    check(sqlite3_reset(prepared));
-    return first;
-  }
-  // Runs one query per key in one transaction.
-  template <typename Key, typename... Values>
-  std::vector<int32_t> look_up(const std::string &sql, const std::vector<Key> &keys,
-                               const Values &...values) {
-    std::vector<int32_t> found;
-    sqlite3_stmt *prepared = statement(sql);
-    query("BEGIN");
+  // What `read` makes of the first row that the query has for each key, all in one transaction.
+  template <typename Read, typename Key, typename... Values>
+  std::vector<std::invoke_result_t<Read, const Statement &>> look_up(Read read, const char *sql,
+                                                                     std::span<const Key> keys,
+                                                                     const Values &...values) {
+    std::vector<std::invoke_result_t<Read, const Statement &>> found;
+    Statement &query = prepared(sql);
+    run("BEGIN");
     for (const Key &key : keys) {
-      bind_all(prepared, key, values...);
-      found.push_back(run(prepared));
+      bind_all(query, key, values...);
+      if (!query.step()) throw std::runtime_error("nothing there for " + std::string(sql));
+      found.push_back(read(query));
+      query.reset();
     }
-    query("COMMIT");
+    run("COMMIT");
     return found;
   }
   // As many rows per statement as there are, by powers of 8.
-  void insert(const Rows &rows, const std::string &table, const std::string &conflict) {
-    size_t row = 0;
-    for (size_t size = plain ? 1 : most_rows; size > 0; size /= 8) {
+  void insert_rows(const std::string &table, const char *conflict, const std::vector<Row> &rows) {
+    size_t next = 0;
+    for (size_t size = plain_ ? 1 : kMostRows; size > 0; size /= 8) {
       std::string sql =
           "INSERT INTO " + table + " (point_id, time, status, value) VALUES (?,?,?,?)";
       for (size_t i = 1; i < size; ++i) sql += ", (?,?,?,?)";
-      sqlite3_stmt *prepared = statement(sql + conflict);
-      while (rows.size() - row >= size) {
+      Statement &statement = db_.statement(sql + conflict);
+      while (rows.size() - next >= size) {
         int index = 0;
-        for (const size_t end = row + size; row < end; ++row) {
-          bind(prepared, ++index, rows.ids[row]);
-          bind(prepared, ++index, rows.times[row]);
-          bind(prepared, ++index, 0);
-          bind(prepared, ++index, rows.values[row]);
+        for (const size_t end = next + size; next < end; ++next) {
+          const auto &[id, sample] = rows[next];
+          bind(statement, ++index, id);
+          bind(statement, ++index, sample.time);
+          bind(statement, ++index, sample.status);
+          bind(statement, ++index, sample.value);
         }
-        run(prepared);
+        statement.run();
       }
     }
   }
+  void stage(const std::vector<Row> &rows) {
+    const auto *bytes = reinterpret_cast<const char *>(rows.data());
+    run("INSERT INTO floor_snapshot VALUES ($1)", std::string(bytes, rows.size() * sizeof(Row)));
+    staged_ = true;
+  }
   void merge() {
-    query("BEGIN IMMEDIATE");
-    query(
-        "INSERT INTO sample SELECT point_id, time, status, value FROM staged_sample WHERE true"
-        " ORDER BY point_id, time, seq" UPSERT VALUE);
-    query("DELETE FROM staged_sample");
-    query("COMMIT");
+    std::vector<Row> rows;
+    Statement &snapshots = db_.statement("SELECT rows FROM floor_snapshot ORDER BY rowid");
+    while (snapshots.step()) {
+      const std::string bytes = snapshots.text(0);
+      const auto *first = reinterpret_cast<const Row *>(bytes.data());
+      rows.insert(rows.end(), first, first + bytes.size() / sizeof(Row));
+    }
+    std::stable_sort(rows.begin(), rows.end(), [](const Row &a, const Row &b) {
+      return std::pair(a.id, a.sample.time) < std::pair(b.id, b.sample.time);
+    });
+    run("BEGIN IMMEDIATE");
+    insert_rows(SAMPLES, kelp::kReplaceSample, rows);
+    run("DELETE FROM floor_snapshot");
+    run("COMMIT");
     staged_ = false;
   }
 
-  sqlite3 *db_ = nullptr;
-  std::map<std::string, sqlite3_stmt *> statements_;
+  kelp::sqlite::StoreFile file_;
+  kelp::sqlite::Database &db_ = file_.database();
+  bool plain_ = false;
   bool staged_ = false;
-  double read_ = 0;  // of all values read, so that none is left out
 };
 
 }  // namespace
 
-// floor_sqlite FILE [-Nn] [-Xx] [plain] [rows=N] [PRAGMA=VALUE...]
-int main(int argc, char **argv) {
-  if (argc < 2) return 2;
-  SqliteFloor floor;
-  floor.path = argv[1];
-  for (int i = 2; i < argc; ++i) {
-    const std::string text = argv[i];
-    if (text == "plain") floor.plain = true;
-    if (text.starts_with("rows=")) {
-      floor.most_rows = std::atoi(argv[i] + 5);
-    } else if (text.find('=') != std::string::npos) {
-      floor.pragmas += "PRAGMA " + text + ";";
-    }
-  }
-  bench::run(floor, bench::make_tree(argc, argv));
-  return 0;
+std::unique_ptr<bench::Floor> bench::open_floor(const kelp::StoreAddress &address,
+                                                const std::string &options) {
+  return std::make_unique<SqliteFloor>(address, options);
 }

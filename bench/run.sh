@@ -21,6 +21,8 @@ finish() {
 }
 server() { KELPTEST_SERVER_DIR=$work/server "$root/scripts/server.sh" "$1" 8299; }
 compare() { "$build/bench/compare" "${ROUNDS:-5}" "$@"; }
+# kelptest over the real library, or over the stand-in for it of this name.
+kelptest() { echo "${1:+env LD_LIBRARY_PATH=$build/bench/lib/$1 }$build/kelptest"; }
 
 case $what in
   sqlite | postgres) size=${*:--N10 -X1000} ;;
@@ -29,26 +31,26 @@ case $what in
   *) sed -n '2,/^set/{/^#/s/^# \{0,1\}//p}' "$0"; exit 2 ;;
 esac
 (cd "$root" && cmake --preset bench && cmake --build --preset bench -j"$(nproc)") >/dev/null
+# Where one is missing, its runs would be those of the real library.
+ls "$build"/bench/lib/{null,floor_sqlite,floor_postgres}/libkelpapi2.so >/dev/null
 
 work=$(mktemp -d "${KELPTEST_BENCH_DIR:-/var/tmp}/kelptest-bench-XXXXXX")
 chmod 711 "$work"
 trap finish EXIT
 store=$work/store
 fresh="rm -f $store $store-wal $store-shm; sync"
-kelptest="$build/kelptest -Hfile:$store"
-floor="$build/bench/floor_sqlite $store"
-
+file="$(kelptest) -Hfile:$store"
+floor="$(kelptest floor_sqlite) -Hfile:$store"
 case $what in
-  sqlite) compare "$fresh" "kelptest=$kelptest $size" "floor=$floor $size" \
-    "plain=$floor plain $size" "plain-defaults=$floor plain cache_size=-2000 wal_autocheckpoint=1000 $size" ;;
-  own) compare "$fresh" "null=env LD_LIBRARY_PATH=$build/bench/null $kelptest $size" \
-    "sqlite=$kelptest $size" ;;
-  scale)
-    compare "$fresh" "X10000=$kelptest -N10 -X10000" "X1000=$kelptest -N10 -X1000" \
-      "floorX10000=$floor -N10 -X10000" ;;
+  sqlite) compare "$fresh" "kelptest=$file $size" "floor=$floor $size" \
+    "plain=$floor -Lplain $size" \
+    "plain-defaults=$floor -Lplain,cache_size=-2000,wal_autocheckpoint=1000 $size" ;;
+  own) compare "$fresh" "null=$(kelptest null) $size" "sqlite=$file $size" ;;
+  scale) compare "$fresh" "X10000=$file -N10 -X10000" "X1000=$file -N10 -X1000" \
+    "floorX10000=$floor -N10 -X10000" ;;
   postgres)
     server start
     export PGHOST=127.0.0.1 PGPORT=8299 PGUSER=tov PGPASSWORD=riverbank PGOPTIONS='-c client_min_messages=warning'
-    compare "psql -qXc 'DROP SCHEMA IF EXISTS kelp, kelp_floor CASCADE'" \
-      "kelptest=$build/kelptest -H$PGHOST -C$PGPORT $size" "floor=$build/bench/floor_postgres $size" ;;
+    compare "psql -qXc 'DROP SCHEMA IF EXISTS kelp CASCADE'" \
+      "kelptest=$(kelptest) -C8299 $size" "floor=$(kelptest floor_postgres) -C8299 $size" ;;
 esac
