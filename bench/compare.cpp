@@ -1,12 +1,14 @@
-// Times programs that print kelptest's banners: runs them in turn, several rounds, takes the time
-// of each banner as its line arrives, and kills a program at the first line of the continuous
-// writer. Prints the median milliseconds per phase and how the first program relates to the others.
+// Times runs of kelptest over different libraries and stores: runs them in turn, several rounds,
+// takes the time of each banner as its line arrives, and kills a run at the first line of the
+// continuous writer. Prints the median milliseconds per phase and how the first program relates to
+// the others. Programs that show other banners, or store something else, are not compared.
 //
-//   compare ROUNDS PREPARE LABEL=COMMAND...
+//   compare ROUNDS PREPARE CHECK LABEL=COMMAND...
 //
-// PREPARE is a shell command run before every run, to remove what the last one stored. A COMMAND is
-// split at blanks and started without a shell. Rows of the shortest and the longest run show how
-// much other load disturbed the figures.
+// PREPARE is a shell command run before every run, to remove what the last one stored. CHECK is one
+// run after it, with the options of the COMMAND at its end, whose output says what is stored. A
+// COMMAND is split at blanks and started without a shell. Rows of the shortest and the longest run
+// show how much other load disturbed the figures.
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -17,7 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -27,12 +29,11 @@ namespace {
 struct Program {
   std::string label;
   std::vector<std::string> command;
-  std::map<int, std::vector<double>> phases;  // milliseconds of each round, by number
+  std::string options;                      // words of the command that begin with a hyphen
+  std::vector<std::vector<double>> phases;  // milliseconds of each round
   std::vector<double> whole;
   std::vector<double> memory;  // peak, in MiB
 };
-
-std::map<int, std::string> names;  // of the phases
 
 [[noreturn]] void die(const std::string &message) {
   std::fprintf(stderr, "compare: %s\n", message.c_str());
@@ -71,38 +72,80 @@ FILE *start(const Program &program, pid_t &pid) {
   return fdopen(ends[0], "r");
 }
 
-// The number in a banner "-----7. name-----", whose name is kept; 0 for any other line.
-int banner(const char *line) {
-  int number = 0;
-  char name[128];
-  if (line[0] != '-' || std::sscanf(line, "%*[-]%d. %127[^-\n]", &number, name) != 2) return 0;
-  names[number] = name;
-  return number;
+// What every run must have in common with the first one.
+template <typename T>
+void check_same(std::optional<T> &first, const T &own, const std::string &complaint) {
+  if (!first) first = own;
+  if (*first != own) die(complaint);
 }
 
-void run(Program &program) {
+// The text in a banner "-----7. name-----"; nothing for any other line.
+std::string banner(const std::string &line) {
+  const size_t begin = line.find_first_not_of('-');
+  if (line[0] != '-' || begin == line.npos) return "";
+  return line.substr(begin, line.find('-', begin) - begin);
+}
+
+// The banners up to the first line of the continuous writer, and when each came.
+struct Phases {
+  std::vector<std::string> banners;
+  std::vector<double> began;
+  bool complete = false;
+};
+
+Phases read_phases(FILE *output) {
+  Phases phases;
+  for (char line[512]; !phases.complete && std::fgets(line, sizeof line, output) != nullptr;) {
+    const double time = now();
+    phases.complete = std::strncmp(line, "I'm writing realvalue", 21) == 0;
+    const std::string text = banner(line);
+    if (text.empty()) continue;
+    phases.banners.push_back(text);
+    phases.began.push_back(time);
+  }
+  return phases;
+}
+
+void run(Program &program, std::optional<std::vector<std::string>> &names) {
   const double started = now();
   pid_t pid = 0;
   FILE *output = start(program, pid);
-  int phase = 0;
-  double since = 0;
-  bool complete = false;
-  for (char line[512]; !complete && std::fgets(line, sizeof line, output) != nullptr;) {
-    const double time = now();
-    complete = std::strncmp(line, "I'm writing realvalue", 21) == 0;
-    const int next = complete ? 0 : banner(line);
-    if (next == 0 && !complete) continue;
-    if (phase != 0) program.phases[phase].push_back(time - since);
-    phase = next;
-    since = time;
-  }
+  const Phases phases = read_phases(output);
   program.whole.push_back(now() - started);
   kill(pid, SIGKILL);
   struct rusage usage = {};
   wait4(pid, nullptr, 0, &usage);
   program.memory.push_back(static_cast<double>(usage.ru_maxrss) / 1024);
   std::fclose(output);
-  if (!complete) die(program.label + " ended before its continuous writer");
+  if (!phases.complete) die(program.label + " ended before its continuous writer");
+  check_same(names, phases.banners, program.label + " shows other banners than the run before it");
+  program.phases.resize(names->size() - 1);
+  for (size_t i = 0; i + 1 < names->size(); ++i) {
+    program.phases[i].push_back(phases.began[i + 1] - phases.began[i]);
+  }
+}
+
+// What the command prints, on one line or several.
+std::string output_of(const std::string &command) {
+  FILE *output = popen(command.c_str(), "r");
+  if (output == nullptr) die("no process");
+  std::string text;
+  for (int c = std::getc(output); c != EOF; c = std::getc(output)) text += static_cast<char>(c);
+  if (pclose(output) != 0) die("failed: " + command);
+  return text;
+}
+
+Program parse(const std::string &text) {
+  const size_t equals = text.find('=');
+  if (equals == std::string::npos) die("no label in \"" + text + "\"");
+  Program program;
+  program.label = text.substr(0, equals);
+  std::istringstream words(text.substr(equals + 1));
+  for (std::string word; words >> word;) {
+    program.command.push_back(word);
+    if (word[0] == '-') program.options += " " + word;
+  }
+  return program;
 }
 
 void print_row(const std::string &name, const std::vector<double> &figures) {
@@ -113,18 +156,18 @@ void print_row(const std::string &name, const std::vector<double> &figures) {
   std::printf("\n");
 }
 
-void print_table(const std::vector<Program> &programs) {
+void print_table(const std::vector<Program> &programs, const std::vector<std::string> &names) {
   std::printf("%-34s %10s", "median ms", programs[0].label.c_str());
   for (size_t i = 1; i < programs.size(); ++i) {
     std::printf(" %12s %7s", programs[i].label.c_str(), "ratio");
   }
   std::printf("\n");
   std::vector<double> short_phases(programs.size());
-  for (const auto &[number, name] : names) {
+  for (size_t phase = 0; phase + 1 < names.size(); ++phase) {
     std::vector<double> figures;
-    for (const Program &program : programs) figures.push_back(median(program.phases.at(number)));
+    for (const Program &program : programs) figures.push_back(median(program.phases[phase]));
     if (*std::max_element(figures.begin(), figures.end()) >= 1) {
-      print_row(std::to_string(number) + ". " + name, figures);
+      print_row(names[phase], figures);
     } else {
       for (size_t i = 0; i < figures.size(); ++i) short_phases[i] += figures[i];
     }
@@ -146,25 +189,24 @@ void print_table(const std::vector<Program> &programs) {
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (argc < 4 || std::atoi(argv[1]) < 1) die("usage: compare ROUNDS PREPARE LABEL=COMMAND...");
+  if (argc < 5 || std::atoi(argv[1]) < 1)
+    die("usage: compare ROUNDS PREPARE CHECK LABEL=COMMAND...");
   std::vector<Program> programs;
-  for (int i = 3; i < argc; ++i) {
-    const std::string text = argv[i];
-    const size_t equals = text.find('=');
-    if (equals == std::string::npos) die("no label in \"" + text + "\"");
-    Program &program = programs.emplace_back();
-    program.label = text.substr(0, equals);
-    std::istringstream words(text.substr(equals + 1));
-    for (std::string word; words >> word;) program.command.push_back(word);
-  }
+  for (int i = 4; i < argc; ++i) programs.push_back(parse(argv[i]));
+  std::optional<std::vector<std::string>> names;
+  std::optional<std::string> stored;
   for (int round = 0; round < std::atoi(argv[1]); ++round) {
     // Each round starts with another program: what one leaves to the disk burdens the next.
     for (size_t i = 0; i < programs.size(); ++i) {
       Program &program = programs[(round + i) % programs.size()];
-      if (std::system(argv[2]) != 0) die(std::string("failed: ") + argv[2]);
-      run(program);
+      output_of(argv[2]);
+      run(program, names);
+      const std::string own = output_of(argv[3] + program.options);
+      check_same(stored, own,
+                 program.label + " stored " + own + "and the run before it " + stored.value_or(""));
     }
   }
-  print_table(programs);
+  print_table(programs, *names);
+  if (!stored->empty()) std::printf("stored by each run: %s", stored->c_str());
   return 0;
 }

@@ -39,18 +39,19 @@ chmod 711 "$work"
 trap finish EXIT
 store=$work/store
 fresh="rm -f $store $store-wal $store-shm; sync"
+stored=$build/bench/stored
 file="$(kelptest) -Hfile:$store"
 floor="$(kelptest floor_sqlite) -Hfile:$store"
 case $what in
-  sqlite) compare "$fresh" "kelptest=$file $size" "floor=$floor $size" \
+  sqlite) compare "$fresh" "$stored" "kelptest=$file $size" "floor=$floor $size" \
     "plain=$floor -Lplain $size" \
     "plain-defaults=$floor -Lplain,cache_size=-2000,wal_autocheckpoint=1000 $size" ;;
-  own) compare "$fresh" "null=$(kelptest null) $size" "sqlite=$file $size" ;;
-  scale) compare "$fresh" "X10000=$file -N10 -X10000" "X1000=$file -N10 -X1000" \
+  own) compare "$fresh" : "null=$(kelptest null) $size" "sqlite=$file $size" ;;
+  scale) compare "$fresh" "$stored" "X10000=$file -N10 -X10000" "X1000=$file -N10 -X1000" \
     "floorX10000=$floor -N10 -X10000" ;;
   postgres)
     server start
     export PGHOST=127.0.0.1 PGPORT=8299 PGUSER=tov PGPASSWORD=riverbank PGOPTIONS='-c client_min_messages=warning'
-    compare "psql -qXc 'DROP SCHEMA IF EXISTS kelp CASCADE'" \
+    compare "psql -qXc 'DROP SCHEMA IF EXISTS kelp CASCADE'" "$stored" \
       "kelptest=$(kelptest) -C8299 $size" "floor=$(kelptest floor_postgres) -C8299 $size" ;;
 esac
