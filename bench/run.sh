@@ -4,6 +4,8 @@
 #   bench/run.sh sqlite [-N10 -X1000]    kelptest over a SQLite file, against the least that it can
 #                                        cost and against a program that took no thought
 #   bench/run.sh postgres [-N10 -X1000]  over a private PostgreSQL server, against the same least
+#   bench/run.sh delay [MS] [-N10 -X100] over that server, with a network between them that takes
+#                                        MS (2) milliseconds in each direction
 #   bench/run.sh own [-N10 -X10000]      kelptest's own time and memory, over a library that does
 #                                        nothing, against a run over a SQLite file
 #   bench/run.sh scale                   ten times the points, over a SQLite file
@@ -14,9 +16,12 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 build=$root/build/bench
 what=${1:-}
 shift || true
+delay=2
+[[ $what != delay || ${1:-} != [0-9]* ]] || { delay=$1; shift; }
 
 finish() {
-  if [ "$what" = postgres ]; then server stop || true; fi
+  if [ -n "${relay:-}" ]; then kill "$relay" || true; fi
+  case $what in postgres | delay) server stop || true ;; esac
   rm -rf "$work"
 }
 server() { KELPTEST_SERVER_DIR=$work/server "$root/scripts/server.sh" "$1" 8299; }
@@ -26,6 +31,7 @@ kelptest() { echo "${1:+env LD_LIBRARY_PATH=$build/bench/lib/$1 }$build/kelptest
 
 case $what in
   sqlite | postgres) size=${*:--N10 -X1000} ;;
+  delay) size=${*:--N10 -X100} ;;
   own) size=${*:--N10 -X10000} ;;
   scale) ;;
   *) sed -n '2,/^set/{/^#/s/^# \{0,1\}//p}' "$0"; exit 2 ;;
@@ -49,9 +55,16 @@ case $what in
   own) compare "$fresh" : "null=$(kelptest null) $size" "sqlite=$file $size" ;;
   scale) compare "$fresh" "$stored" "X10000=$file -N10 -X10000" "X1000=$file -N10 -X1000" \
     "floorX10000=$floor -N10 -X10000" ;;
-  postgres)
+  postgres | delay)
     server start
     export PGHOST=127.0.0.1 PGPORT=8299 PGUSER=tov PGPASSWORD=riverbank PGOPTIONS='-c client_min_messages=warning'
-    compare "psql -qXc 'DROP SCHEMA IF EXISTS kelp CASCADE'" "$stored" \
-      "kelptest=$(kelptest) -C8299 $size" "floor=$(kelptest floor_postgres) -C8299 $size" ;;
+    fresh="psql -qXc 'DROP SCHEMA IF EXISTS kelp CASCADE'"
+    ;;&
+  postgres) compare "$fresh" "$stored" "kelptest=$(kelptest) -C8299 $size" \
+    "floor=$(kelptest floor_postgres) -C8299 $size" ;;
+  delay)
+    "$build/bench/relay" 8298 8299 "$delay" &
+    relay=$!
+    compare "$fresh" "$stored" "delayed=$(kelptest) -C8298 $size" "direct=$(kelptest) -C8299 $size" \
+      "floor-delayed=$(kelptest floor_postgres) -C8298 $size" ;;
 esac
