@@ -8,7 +8,8 @@
 // PREPARE is a shell command run before every run, to remove what the last one stored. CHECK is one
 // run after it, with the options of the COMMAND at its end, whose output says what is stored. A
 // COMMAND is split at blanks and started without a shell. Rows of the shortest and the longest run
-// show how much other load disturbed the figures.
+// show how much other load disturbed the figures; processor time hardly suffers from it, and leaves
+// out what a server or the disk does.
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -32,7 +33,8 @@ struct Program {
   std::string options;                      // words of the command that begin with a hyphen
   std::vector<std::vector<double>> phases;  // milliseconds of each round
   std::vector<double> whole;
-  std::vector<double> memory;  // peak, in MiB
+  std::vector<double> processor;  // milliseconds of its own work
+  std::vector<double> memory;     // peak, in MiB
 };
 
 [[noreturn]] void die(const std::string &message) {
@@ -43,6 +45,10 @@ struct Program {
 double now() {
   const auto time = std::chrono::steady_clock::now().time_since_epoch();
   return std::chrono::duration<double, std::milli>(time).count();
+}
+
+double milliseconds(const timeval &time) {
+  return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
 }
 
 double median(std::vector<double> values) {
@@ -115,6 +121,7 @@ void run(Program &program, std::optional<std::vector<std::string>> &names) {
   kill(pid, SIGKILL);
   struct rusage usage = {};
   wait4(pid, nullptr, 0, &usage);
+  program.processor.push_back(milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime));
   program.memory.push_back(static_cast<double>(usage.ru_maxrss) / 1024);
   std::fclose(output);
   if (!phases.complete) die(program.label + " ended before its continuous writer");
@@ -173,16 +180,18 @@ void print_table(const std::vector<Program> &programs, const std::vector<std::st
     }
   }
   print_row("phases below 1 ms", short_phases);
-  std::vector<double> whole, shortest, longest, memory;
+  std::vector<double> whole, shortest, longest, processor, memory;
   for (const Program &program : programs) {
     whole.push_back(median(program.whole));
     shortest.push_back(*std::min_element(program.whole.begin(), program.whole.end()));
     longest.push_back(*std::max_element(program.whole.begin(), program.whole.end()));
+    processor.push_back(median(program.processor));
     memory.push_back(median(program.memory));
   }
   print_row("whole run", whole);
   print_row("whole run, shortest", shortest);
   print_row("whole run, longest", longest);
+  print_row("whole run, processor time", processor);
   print_row("peak memory, MiB", memory);
 }
 
