@@ -78,12 +78,15 @@ TEST_P(Contract, CallsOnAMissingHandleFail) {
   int32_t number = 0;
   int16_t status = 0;
   double value = 0;
+  StatValue row;
   ObjectHandle *list = nullptr;
+  EXPECT_NE(kelp2_status(nullptr), 0);
   EXPECT_NE(kelp2_get_system_time(nullptr, &number), 0);
   EXPECT_NE(kelp2_get_child(nullptr, "W3", &number, &list), 0);
   EXPECT_EQ(kelp2_new_object(nullptr, "N", KindNode), nullptr);
   EXPECT_EQ(kelp2_num_rows(nullptr), 0);
   EXPECT_NE(kelp2_fetch_timed_value(nullptr, &number, &status, &value), 0);
+  EXPECT_LT(kelp2_fetch_stat_value(nullptr, &row), 0);
 }
 
 // Taken for a mistake in a time range.

@@ -1,5 +1,4 @@
 // Nodes and points: what can be inserted, found, listed and deleted, and what goes with it.
-#include <algorithm>
 #include <set>
 
 #include "contract.h"
@@ -49,13 +48,18 @@ TEST_P(Contract, NamesAndKindsThatCannotBeMakeNoObject) {
   EXPECT_EQ(connection_.new_object("A.B", AX), nullptr);
 }
 
-TEST_P(Contract, ObjectsAreChangedUnderTheirOwnParentOnly) {
-  connection_.make_points(1);
+TEST_P(Contract, ARefusedChangeTakesNothingAway) {
+  const int32_t id = connection_.make_points(1)[0];
+  const Row row{100, 1, 2.5};
+  EXPECT_EQ(connection_.write_value({id}, {row}), Codes{0});
+  EXPECT_NE(connection_.erase("W3", "N"), 0);  // which is not empty
   const Object point = connection_.object("W3.N.P0");
-  for (const int32_t operation : {Update, Delete}) {
+  for (const int32_t operation : {Update, Delete}) {  // under another parent
     EXPECT_NE(connection_.modify(operation, "W3", {point.get()}), Codes{0}) << operation;
   }
   EXPECT_EQ(connection_.children("W3.N"), Names{"P0"});
+  EXPECT_EQ(connection_.history(id), Rows{row});
+  EXPECT_EQ(value_of(id), row);
 }
 
 // Not every caller compares the result with the count.
@@ -66,15 +70,6 @@ TEST_P(Contract, AChangeThatFailsAsAWholeFailsInItsEntriesToo) {
   EXPECT_NE(connection_.modify(no_operation, "W3.N", {point.get()}), Codes{0});
   EXPECT_NE(Connection().modify(Delete, "W3.N", {point.get()}), Codes{0});
   EXPECT_EQ(connection_.children("W3.N"), Names{"P0"});
-}
-
-TEST_P(Contract, ANodeWithPointsIsNotDeletedNorIsWhatItHolds) {
-  const int32_t id = connection_.make_points(1)[0];
-  const Row row{100, 1, 2.5};
-  for (const Way &way : kWays) EXPECT_EQ(way.write(connection_, id, {row}), 0);
-  EXPECT_NE(connection_.erase("W3", "N"), 0);
-  EXPECT_EQ(connection_.history(id), Rows{row});
-  EXPECT_EQ(value_of(id), row);
 }
 
 TEST_P(Contract, HistoryGoesWithItsPointAndIdsAreNeverReused) {
