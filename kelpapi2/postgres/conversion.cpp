@@ -47,6 +47,12 @@ Sample sample_at(const Result &result, int row, int first_column) {
           number_at<double>(result, row, first_column + 2)};
 }
 
+std::vector<Sample> to_samples(const Result &result) {
+  std::vector<Sample> samples(PQntuples(result.get()));
+  for (int row = 0; row < PQntuples(result.get()); ++row) samples[row] = sample_at(result, row, 0);
+  return samples;
+}
+
 std::vector<Reading> to_readings(const Result &result) {
   std::vector<Reading> readings(PQntuples(result.get()));
   for (int row = 0; row < PQntuples(result.get()); ++row) {

@@ -16,6 +16,9 @@ std::vector<SqlRow> to_rows(const PGresult *result);
 // The sample in three columns of a binary result: time, status, value.
 Sample sample_at(const Result &result, int row, int first_column);
 
+// The same of every row of a binary result.
+std::vector<Sample> to_samples(const Result &result);
+
 // A reading per row of a binary result: whether the point is known, time, status, value; the last
 // three are null without a value.
 std::vector<Reading> to_readings(const Result &result);

@@ -21,6 +21,9 @@ namespace {
 // stay silent for long.
 constexpr size_t kRowsPerStatement = 65536;
 
+// Asked for in one round trip, since all its results are in memory together.
+constexpr size_t kRowsPerTrip = 32768;
+
 const std::string kHoldPoints =
     "SELECT count(*) FROM (SELECT 1 FROM object WHERE id = ANY ($1) AND " + kIsPoint +
     " FOR KEY SHARE) AS held";
@@ -35,6 +38,17 @@ const std::string kSetCurrentValues =
         "INSERT INTO current_value (point_id, time, status, value)"
         " SELECT * FROM unnest($1, $2, $3, $4)") +
     kReplaceCurrentValue;
+
+const std::string kSelectRange =
+    "SELECT time, status, value FROM sample WHERE point_id = $1 AND time >= $2 AND time < $3"
+    " ORDER BY time LIMIT $4";
+
+const std::string kCountSamples =
+    "SELECT count(*) FROM sample WHERE point_id = $1 AND time >= $2 AND time < $3";
+
+const std::string kCountIntervals =
+    "SELECT count(DISTINCT (time - CAST ($2 AS int8)) / $4) FROM sample"
+    " WHERE point_id = $1 AND time >= $2 AND time < $3";
 
 // Beside `i`, the ids or names that were asked for: the point of each, or nulls.
 const std::string kJoinPointById = " LEFT JOIN object AS o ON o.id = i.id AND " + kIsPoint;
@@ -197,22 +211,29 @@ std::vector<Reading> PostgresStore::as_of(std::span<const int32_t> ids, int32_t 
           {int4_array(ids), int4(time)}));
 }
 
-std::vector<RangeRow> PostgresStore::range(std::span<const int32_t> ids, int32_t resume,
-                                           int32_t begin, int32_t end, size_t limit) {
-  const Result found = ask(
-      "SELECT CAST (i.position - 1 AS integer), s.time, s.status, s.value"
-      " FROM unnest($1) WITH ORDINALITY AS i (id, position)"
-      " CROSS JOIN LATERAL (SELECT time, status, value FROM sample"
-      "   WHERE point_id = i.id AND time < $4"
-      "   AND time >= CASE WHEN i.position = 1 THEN $2 ELSE $3 END"
-      "   ORDER BY time LIMIT $5) AS s"
-      " ORDER BY i.position, s.time LIMIT $5",
-      {int4_array(ids), int4(resume), int4(begin), int4(end), int4(static_cast<int32_t>(limit))});
-  std::vector<RangeRow> rows;
-  for (int row = 0; row < PQntuples(found.get()); ++row) {
-    rows.push_back({number_at<uint32_t>(found, row, 0), sample_at(found, row, 1)});
+std::vector<std::vector<Sample>> PostgresStore::range(std::span<const RangeStart> points,
+                                                      int32_t end, size_t limit) {
+  const size_t points_per_trip = std::max<size_t>(kRowsPerTrip / limit, 1);
+  std::vector<std::vector<Sample>> rows;
+  while (rows.size() < points.size()) {
+    std::vector<Command> commands;
+    const size_t left = points.size() - rows.size();
+    for (const RangeStart &point : points.subspan(rows.size(), std::min(left, points_per_trip))) {
+      commands.push_back(
+          {kSelectRange,
+           {int4(point.id), int4(point.begin), int4(end), int4(static_cast<int32_t>(limit))}});
+    }
+    for (const Result &found : retried([&] { return session_.exchange(commands); })) {
+      rows.push_back(to_samples(found));
+    }
   }
   return rows;
+}
+
+int64_t PostgresStore::count(RangeStart point, int32_t end, int32_t step) {
+  std::vector<Parameter> parameters{int4(point.id), int4(point.begin), int4(end)};
+  if (step != 1) parameters.push_back(int4(step));
+  return number_at<int64_t>(ask(step == 1 ? kCountSamples : kCountIntervals, parameters), 0, 0);
 }
 
 }  // namespace kelp::postgres

@@ -23,6 +23,13 @@ SqlValue value_of(const Statement &row, int column) {
   }
 }
 
+// The first three parameters of a query on the samples of a point.
+void bind_range(Statement &query, RangeStart point, int32_t end) {
+  query.bind(1, int64_t{point.id});
+  query.bind(2, int64_t{point.begin});
+  query.bind(3, int64_t{end});
+}
+
 struct Binder {
   Statement &statement;
   int index;
@@ -214,22 +221,53 @@ std::vector<Reading> SqliteStore::as_of(std::span<const int32_t> ids, int32_t ti
   });
 }
 
-std::vector<RangeRow> SqliteStore::range(std::span<const int32_t> ids, int32_t resume,
-                                         int32_t begin, int32_t end, size_t limit) {
+std::vector<std::vector<Sample>> SqliteStore::range(std::span<const RangeStart> points, int32_t end,
+                                                    size_t limit) {
   return read(Reads::samples, [&] {
     Statement &query = database().statement(
         "SELECT time, status, value FROM sample WHERE point_id = ? AND time >= ? AND time < ?"
         " ORDER BY time LIMIT ?");
-    std::vector<RangeRow> rows;
-    for (uint32_t point = 0; point < ids.size() && rows.size() < limit; ++point) {
-      query.bind(1, int64_t{ids[point]});
-      query.bind(2, int64_t{point == 0 ? resume : begin});
-      query.bind(3, int64_t{end});
-      query.bind(4, static_cast<int64_t>(limit - rows.size()));
-      while (query.step()) rows.push_back({point, sample_of(query, 0)});
+    std::vector<std::vector<Sample>> rows(points.size());
+    for (size_t i = 0; i < points.size(); ++i) {
+      bind_range(query, points[i], end);
+      query.bind(4, static_cast<int64_t>(limit));
+      while (query.step()) rows[i].push_back(sample_of(query, 0));
+      rows[i].shrink_to_fit();
     }
     return rows;
   });
+}
+
+int64_t SqliteStore::count(RangeStart point, int32_t end, int32_t step) {
+  return read(Reads::samples, [&] {
+    return step == 1 ? count_samples(point, end) : count_intervals(point, end, step);
+  });
+}
+
+int64_t SqliteStore::count_samples(RangeStart point, int32_t end) {
+  Statement &query = database().statement(
+      "SELECT count(*) FROM sample WHERE point_id = ? AND time >= ? AND time < ?");
+  bind_range(query, point, end);
+  query.step();
+  const int64_t samples = query.integer(0);
+  query.reset();
+  return samples;
+}
+
+// Times come in order here, so that no temporary table is needed as for count(DISTINCT ...).
+int64_t SqliteStore::count_intervals(RangeStart point, int32_t end, int32_t step) {
+  Statement &query = database().statement(
+      "SELECT time FROM sample WHERE point_id = ? AND time >= ? AND time < ? ORDER BY time");
+  bind_range(query, point, end);
+  int64_t intervals = 0;
+  int64_t next = point.begin;  // where the next interval begins
+  while (query.step()) {
+    const int64_t time = query.integer(0);
+    if (time < next) continue;
+    ++intervals;
+    next = time - (time - point.begin) % step + step;
+  }
+  return intervals;
 }
 
 }  // namespace kelp::sqlite

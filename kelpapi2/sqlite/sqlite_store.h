@@ -20,8 +20,9 @@ class SqliteStore final : public SqlStore {
   std::vector<ResultCode> write(WriteKind kind, const SampleRows &rows) override;
   std::vector<Reading> current(std::span<const int32_t> ids) override;
   std::vector<Reading> as_of(std::span<const int32_t> ids, int32_t time) override;
-  std::vector<RangeRow> range(std::span<const int32_t> ids, int32_t resume, int32_t begin,
-                              int32_t end, size_t limit) override;
+  std::vector<std::vector<Sample>> range(std::span<const RangeStart> points, int32_t end,
+                                         size_t limit) override;
+  int64_t count(RangeStart point, int32_t end, int32_t step) override;
 
  protected:
   std::vector<std::vector<SqlRow>> run(Access access,
@@ -46,6 +47,10 @@ class SqliteStore final : public SqlStore {
   // Merges staged snapshots into the samples, inside a write transaction.
   void merge_staged();
   std::vector<Reading> read_each(std::span<const int32_t> ids, Statement &query);
+
+  // Inside a transaction.
+  int64_t count_samples(RangeStart point, int32_t end);
+  int64_t count_intervals(RangeStart point, int32_t end, int32_t step);
 
   StoreFile file_;
   SampleWriter samples_;

@@ -1,6 +1,7 @@
-// A window is asked for as many points as the one before it turned out to hold, so that neither
-// many short histories nor a few long ones cost more than they need. Reading in order is given
-// large windows, jumping between results small ones.
+// A call asks for as many points as fit if each of them has somewhat more rows than the ones before
+// turned out to have, so that points come whole, and nothing is read twice where they are alike. Of
+// results that are read in step, each may hold the same share of the budget; they run out together
+// and are read on in one call.
 #include "store/history_cursor.h"
 
 #include <algorithm>
@@ -10,146 +11,194 @@ namespace kelp {
 
 namespace {
 
-constexpr size_t kRowsInOrder = 8192;   // of a window that follows the one before it
-constexpr size_t kRowsOfAJump = 64;     // of one that does not
-constexpr uint32_t kFirstPoints = 32;   // asked for by the first window
-constexpr uint32_t kMostPoints = 1024;  // by any window
+constexpr size_t kRowsPerCall = 131'072;  // at most; as many may be held beside them
+constexpr size_t kRowsAtFirst = 512;      // of a point
+constexpr size_t kFewestRows = 32;        // of a point, unless they are read in step
+constexpr size_t kMostRows = 32'768;      // of a point
 
 }  // namespace
 
-HistoryCursor::HistoryCursor(std::shared_ptr<Store> store, std::vector<int32_t> ids,
+HistoryCursor::HistoryCursor(std::shared_ptr<SampleSource> source, std::span<const int32_t> ids,
                              const Intervals &intervals)
-    : store_(std::move(store)),
-      ids_(std::move(ids)),
-      intervals_(intervals),
-      points_to_ask_(kFirstPoints),
-      rows_to_ask_(kRowsInOrder) {
-  if (!ids_.empty() && intervals_.begin < intervals_.end) move_window(0, intervals_.begin);
-}
-
-bool HistoryCursor::is_cut(uint32_t point) const {
-  return last_point_cut_ && point + 1 == end_point_;
-}
-
-bool HistoryCursor::covers(uint32_t point, int64_t from) const {
-  if (point < first_point_ || point >= end_point_) return false;
-  if (point == first_point_ && from < first_time_) return false;
-  // What comes after the last row of a cut point is not known.
-  return !is_cut(point) || from <= window_.back().sample.time;
-}
-
-bool HistoryCursor::follows(uint32_t point, int64_t from) const {
-  return last_point_cut_ ? is_cut(point) && from > window_.back().sample.time : point == end_point_;
-}
-
-void HistoryCursor::move_window(uint32_t point, int64_t from) {
-  const auto left = static_cast<uint32_t>(ids_.size() - point);
-  const uint32_t asked = std::min(points_to_ask_, left);
-  std::vector<RangeRow> rows =
-      store_->range(std::span(ids_).subspan(point, asked), static_cast<int32_t>(from),
-                    intervals_.begin, intervals_.end, rows_to_ask_);
-  window_ = std::move(rows);
-  ++revision_;
-  first_point_ = point;
-  first_time_ = from;
-  last_point_cut_ = window_.size() == rows_to_ask_;
-  const uint32_t held = last_point_cut_ ? window_.back().point + 1 : asked;
-  end_point_ = point + held;
-  points_to_ask_ = last_point_cut_ ? held : std::min(points_to_ask_ * 2, kMostPoints);
-}
-
-HistoryCursor::Page HistoryCursor::page(uint32_t point, int64_t from) {
-  if (from >= intervals_.end) return {{}, true, revision_};
-  if (!covers(point, from)) {
-    // A caller may go on fetching whatever happens: a failure is told once, not once per row.
-    if (failure_ != kOk) throw Failure(failure_);
-    rows_to_ask_ = follows(point, from) ? std::min(rows_to_ask_ * 4, kRowsInOrder) : kRowsOfAJump;
-    try {
-      move_window(point, from);
-    } catch (const Failure &failure) {
-      failure_ = failure.code();
-      throw;
-    }
+    : source_(std::move(source)), intervals_(intervals), rows_to_ask_(kRowsAtFirst) {
+  const bool empty = intervals_.begin >= intervals_.end;
+  pages_.reserve(ids.size());
+  for (const int32_t id : ids) {
+    pages_.push_back({.id = id, .complete = empty, .resume = intervals_.begin});
   }
-  const uint32_t key = point - first_point_;
-  const auto before = [](const RangeRow &row, const std::pair<uint32_t, int64_t> &place) {
-    return std::pair<uint32_t, int64_t>(row.point, row.sample.time) < place;
-  };
-  const auto begin = std::lower_bound(window_.begin(), window_.end(), std::pair(key, from), before);
-  const auto end = std::lower_bound(begin, window_.end(),
-                                    std::pair(key, std::numeric_limits<int64_t>::max()), before);
-  return {{begin, end}, !is_cut(point), revision_};
+  if (!pages_.empty() && !empty) fill(0);
 }
 
-SampleStream::SampleStream(std::shared_ptr<HistoryCursor> cursor, uint32_t point)
-    : cursor_(std::move(cursor)), point_(point), from_(cursor_->intervals().begin) {}
+const Sample *HistoryCursor::peek(uint32_t point) {
+  Page &page = pages_[point];
+  if (page.unread() == 0 && !page.complete) fill(point);
+  return page.unread() == 0 ? nullptr : &page.samples[page.position];
+}
 
-const Sample *SampleStream::peek() {
-  if (!page_ || page_->revision != cursor_->revision()) {
-    page_ = cursor_->page(point_, from_);
-    position_ = 0;
+void HistoryCursor::advance(uint32_t point) {
+  Page &page = pages_[point];
+  if (!page.started) ++started_;
+  page.started = true;
+  ++page.position;
+  if (page.unread() == 0 && page.complete) finish(page);
+}
+
+void HistoryCursor::release(uint32_t point) { finish(pages_[point]); }
+
+void HistoryCursor::finish(Page &page) {
+  if (page.started) --started_;
+  page.started = false;
+  keep(page, 0);
+  page.complete = true;
+}
+
+// A caller may go on fetching whatever happens: a failure is told once, not once per row.
+template <typename Call>
+auto HistoryCursor::ask(Call &&call) {
+  if (failure_ != kOk) throw Failure(failure_);
+  try {
+    return call();
+  } catch (const Failure &failure) {
+    failure_ = failure.code();
+    throw;
   }
-  if (position_ == page_->rows.size()) {
-    if (page_->last) return nullptr;
-    page_ = cursor_->page(point_, from_);
-    position_ = 0;
-    if (page_->rows.empty()) return nullptr;
+}
+
+void HistoryCursor::fill(uint32_t point) {
+  make_room();
+  const size_t share = std::max<size_t>(kRowsPerCall / (started_ + 1), 1);
+  const size_t limit = std::min(rows_to_ask_, share);
+  const std::vector<uint32_t> points = points_to_ask(point, limit);
+  std::vector<RangeStart> starts;
+  for (const uint32_t asked : points) {
+    starts.push_back({pages_[asked].id, static_cast<int32_t>(pages_[asked].resume)});
   }
-  return &page_->rows[position_].sample;
+  auto samples = ask([&] { return source_->range(starts, intervals_.end, limit); });
+  size_t longest = 0;
+  for (size_t i = 0; i < points.size(); ++i) {
+    longest = std::max(longest, samples[i].size());
+    append(pages_[points[i]], std::move(samples[i]), limit);
+  }
+  learn(longest, limit);
 }
 
-void SampleStream::advance() {
-  from_ = int64_t{page_->rows[position_].sample.time} + 1;
-  ++position_;
+std::vector<uint32_t> HistoryCursor::points_to_ask(uint32_t point, size_t limit) {
+  const auto after = [&](uint32_t other) { return other + 1 == pages_.size() ? 0 : other + 1; };
+  const bool started = pages_[point].started;
+  if (point != ahead_ && !started) {  // a jump, after which nobody knows what comes next
+    ahead_ = after(point);
+    return {point};
+  }
+  const bool in_order = point == ahead_ || started_ == 1;
+  std::vector<uint32_t> points{point};
+  const size_t most = kRowsPerCall / limit;
+  for (uint32_t next = after(point); next != point && points.size() < most; next = after(next)) {
+    const Page &page = pages_[next];
+    const bool wanted = !page.complete && (page.started || in_order);
+    if (wanted && page.unread() <= limit / 2) points.push_back(next);
+  }
+  if (in_order) ahead_ = after(points.back());
+  return points;
 }
 
-HistoryResult::HistoryResult(std::shared_ptr<HistoryCursor> cursor, uint32_t point,
-                             HistoryMode mode)
-    : cursor_(cursor), point_(point), mode_(mode), stream_(std::move(cursor), point) {}
+void HistoryCursor::append(Page &page, std::vector<Sample> samples, size_t limit) {
+  const bool all = samples.size() < limit;
+  keep(page, page.unread());
+  held_ -= page.samples.size();
+  if (page.samples.empty()) {
+    page.samples = std::move(samples);
+  } else {
+    page.samples.insert(page.samples.end(), samples.begin(), samples.end());
+  }
+  held_ += page.samples.size();
+  if (page.unread() > 0) page.resume = int64_t{page.samples.back().time} + 1;
+  page.complete = all || page.resume >= intervals_.end;
+  if (page.unread() == 0 && page.complete) finish(page);
+}
+
+// What a share in reading in step has cut says nothing about the points.
+void HistoryCursor::learn(size_t longest, size_t limit) {
+  if (limit < rows_to_ask_) return;
+  const size_t expected = longest == limit ? limit * 4 : longest + longest / 4 + 1;
+  rows_to_ask_ = std::clamp(std::max(expected, limit / 4), kFewestRows, kMostRows);
+}
+
+void HistoryCursor::make_room() {
+  if (held_ <= kRowsPerCall) return;
+  const auto holding = std::count_if(pages_.begin(), pages_.end(),
+                                     [](const Page &page) { return page.unread() > 0; });
+  const size_t share = kRowsPerCall / std::max<size_t>(holding, 1);
+  for (Page &page : pages_) keep(page, share);
+}
+
+// Holds on to the next samples of a page, to `most` of them.
+void HistoryCursor::keep(Page &page, size_t most) {
+  if (page.position == 0 && page.samples.size() <= most) return;
+  const auto first = page.samples.begin() + static_cast<std::ptrdiff_t>(page.position);
+  const auto end = first + static_cast<std::ptrdiff_t>(std::min(page.unread(), most));
+  if (end != page.samples.end()) {
+    page.resume = end->time;
+    page.complete = false;
+  }
+  std::vector<Sample> kept(first, end);
+  held_ -= page.samples.size() - kept.size();
+  page.samples = std::move(kept);
+  page.position = 0;
+}
+
+int64_t HistoryCursor::intervals_left(uint32_t point, int32_t step) {
+  if (peek(point) == nullptr) return 0;
+  const Page &page = pages_[point];
+  const Intervals counted{intervals_.begin, intervals_.end, step};
+  int64_t intervals = 0;
+  int64_t last = -1;
+  for (size_t i = page.position; i < page.samples.size(); ++i) {
+    const int64_t interval = counted.number_of(page.samples[i].time);
+    intervals += interval != last;
+    last = interval;
+  }
+  const int64_t begin = counted.end_of(last);
+  if (page.complete || begin >= intervals_.end) return intervals;
+  const RangeStart rest{page.id, static_cast<int32_t>(begin)};
+  return intervals + ask([&] { return source_->count(rest, intervals_.end, step); });
+}
 
 int32_t HistoryResult::count() {
-  if (!count_) count_ = count_rows();
+  if (!count_) {
+    const int32_t step = mode_ == HistoryTimed ? 1 : cursor_->intervals().step;
+    const int64_t rows = delivered_ + cursor_->intervals_left(point_, step);
+    count_ = static_cast<int32_t>(std::min<int64_t>(rows, std::numeric_limits<int32_t>::max()));
+  }
   return *count_;
 }
 
-int32_t HistoryResult::count_rows() {
-  const HistoryCursor::Page page = cursor_->page(point_, cursor_->intervals().begin);
-  if (mode_ == HistoryTimed && page.last) return static_cast<int32_t>(page.rows.size());
-
-  int64_t rows = 0;
-  int64_t interval = -1;
-  for (SampleStream stream(cursor_, point_); const Sample *sample = stream.peek();) {
-    const int64_t of_sample = cursor_->intervals().number_of(sample->time);
-    if (mode_ == HistoryTimed || of_sample != interval) ++rows;
-    interval = of_sample;
-    stream.advance();
-  }
-  return static_cast<int32_t>(std::min<int64_t>(rows, std::numeric_limits<int32_t>::max()));
+bool HistoryResult::at_end() {
+  return count_ ? delivered_ == *count_ : cursor_->peek(point_) == nullptr;
 }
 
 void HistoryResult::start_row() {
-  if (delivered_ == count() || stream_.peek() == nullptr) throw Failure(kEndOfRows);
+  if (at_end() || cursor_->peek(point_) == nullptr) throw Failure(kEndOfRows);
   ++delivered_;
 }
 
 Sample HistoryResult::next_sample() {
   start_row();
-  const Sample sample = *stream_.peek();
-  stream_.advance();
+  const Sample sample = *cursor_->peek(point_);
+  cursor_->advance(point_);
   return sample;
 }
 
 StatValue HistoryResult::next_statistics() {
   start_row();
   const Intervals &intervals = cursor_->intervals();
-  const Sample first = *stream_.peek();
+  const Sample first = *cursor_->peek(point_);
   const int64_t interval = intervals.number_of(first.time);
   StatFold fold(first);
-  stream_.advance();
-  while (const Sample *sample = stream_.peek()) {
+  cursor_->advance(point_);
+  while (const Sample *sample = cursor_->peek(point_)) {
     if (intervals.number_of(sample->time) != interval) break;
     fold.add(*sample);
-    stream_.advance();
+    cursor_->advance(point_);
   }
   return fold.row(intervals.start_of(interval), intervals.end_of(interval));
 }

@@ -93,16 +93,29 @@ struct Reading {
   ResultCode error = kNoValue;
 };
 
-// A row of a range read: `point` is a position in the ids that were asked for.
-struct RangeRow {
-  uint32_t point;
-  Sample sample;
+// Where to read on in the history of a point.
+struct RangeStart {
+  int32_t id;
+  int32_t begin;
 };
 
-class Store {
+// What the results of history queries read from.
+class SampleSource {
  public:
-  virtual ~Store() = default;
+  virtual ~SampleSource() = default;
 
+  // The samples of each point with begin <= time < end, in time order; at most `limit` of each,
+  // fewer only if there are no more. One point's samples are those of one moment. An entry per
+  // point, empty if it does not exist.
+  virtual std::vector<std::vector<Sample>> range(std::span<const RangeStart> points, int32_t end,
+                                                 size_t limit) = 0;
+  // The number of intervals [begin + k * step, begin + (k + 1) * step) that hold a sample of the
+  // point before the end: with a step of 1 that of its samples. Steps are positive.
+  virtual int64_t count(RangeStart point, int32_t end, int32_t step) = 0;
+};
+
+class Store : public SampleSource {
+ public:
   // Whether the session works. May fail: a lost server is noticed only by asking it.
   virtual bool alive() = 0;
   virtual int32_t now() = 0;
@@ -130,10 +143,6 @@ class Store {
   virtual std::vector<Reading> current(std::span<const int32_t> ids) = 0;
   // The newest sample of each point at or before the time.
   virtual std::vector<Reading> as_of(std::span<const int32_t> ids, int32_t time) = 0;
-  // The samples with begin <= time < end, point by point in the order of ids and by time, of the
-  // first point only from `resume` on; at most `limit` rows, fewer only if there are no more.
-  virtual std::vector<RangeRow> range(std::span<const int32_t> ids, int32_t resume, int32_t begin,
-                                      int32_t end, size_t limit) = 0;
 };
 
 // What kelp2_init is given, as far as it matters to an engine.
