@@ -4,7 +4,8 @@
 set -euo pipefail
 . "$(dirname "$0")/scripts/common.sh"
 
-need_packages g++ make cmake libsqlite3-dev libpq-dev libgtest-dev binutils valgrind postgresql
+need_packages g++ make cmake libsqlite3-dev libpq-dev libgtest-dev binutils valgrind \
+  postgresql pkgconf
 build release
 build sanitize
 cd "$root/build/sanitize"
