@@ -38,16 +38,22 @@ need_packages() {
   rm -f "$log"
 }
 
+# Runs a command, and shows what it prints only if it fails.
+quietly() {
+  local log result=0
+  log=$(mktemp)
+  "$@" >"$log" 2>&1 || result=$?
+  [ $result -eq 0 ] || cat "$log" >&2
+  rm -f "$log"
+  return $result
+}
+
+build_preset() (
+  cd "$root" && cmake --preset "$1" && cmake --build --preset "$1" -j "$(nproc)"
+)
+
 # Configures and builds a preset into build/NAME.
 build() {
-  local preset=$1 log
-  log=$(mktemp)
-  echo "Building build/$preset ..." >&2
-  if ! (cd "$root" && cmake --preset "$preset" &&
-    cmake --build --preset "$preset" -j "$(nproc)") >"$log" 2>&1; then
-    cat "$log" >&2
-    rm -f "$log"
-    fail "the build failed"
-  fi
-  rm -f "$log"
+  echo "Building build/$1 ..." >&2
+  quietly build_preset "$1" || fail "the build failed"
 }
