@@ -5,7 +5,7 @@ set -euo pipefail
 . "$(dirname "$0")/scripts/common.sh"
 
 need_packages g++ make cmake libsqlite3-dev libpq-dev libgtest-dev binutils valgrind \
-  postgresql pkgconf
+  postgresql pkgconf gnuplot-nox sqlite3
 build release
 build sanitize
 cd "$root/build/sanitize"
