@@ -7,6 +7,7 @@
 #include "demos/test_tree.h"
 #include "driver/argument.h"
 #include "driver/output.h"
+#include "driver/progress.h"
 
 namespace {
 
@@ -23,6 +24,7 @@ void write_cache_byid_demo(bool display) {
   std::vector<int32_t> ids(block.count);
   std::vector<int32_t> errors(block.count);
   for (int32_t p = 0; p < point_count(); ++p) {
+    show_progress(p, point_count(), "points");
     const int32_t id = argument_.point_ids[p];
     ids.assign(ids.size(), id);
     const int32_t result =

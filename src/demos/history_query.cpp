@@ -9,6 +9,7 @@
 #include "demos/test_tree.h"
 #include "driver/argument.h"
 #include "driver/output.h"
+#include "driver/progress.h"
 
 namespace {
 
@@ -37,6 +38,7 @@ void query_history(bool display, const HistoryQuery &query) {
   if (result != 0) fail(display, query.fatal, result);
   show_refused_points(display, errors, "id = %d, get value  error! error=%d");
   for (int32_t i = 0; i < point_count(); ++i) {
+    show_progress(i, point_count(), "points");
     query.read(display, i, results[i], kelp2_num_rows(results[i]));
     kelp2_free_result(results[i]);
   }

@@ -8,7 +8,8 @@
 
 namespace {
 
-const StaticFields fields{.description = "modify:test new node static info %05d",
+const StaticFields fields{.unit = "nodes",
+                          .description = "modify:test new node static info %05d",
                           .integers = {KELP2_FIELD_FQ, KELP2_FIELD_AR},
                           .reals = {}};
 

@@ -9,7 +9,8 @@
 
 namespace {
 
-const StaticFields fields{.description = "test static info %05d",
+const StaticFields fields{.unit = "points",
+                          .description = "test static info %05d",
                           .integers = {KELP2_FIELD_HW},
                           .reals = {KELP2_FIELD_IV}};
 

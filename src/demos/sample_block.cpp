@@ -8,6 +8,7 @@
 #include "demos/test_tree.h"
 #include "driver/argument.h"
 #include "driver/output.h"
+#include "driver/progress.h"
 
 int32_t clamp_time(int64_t time) {
   using Limits = std::numeric_limits<int32_t>;
@@ -40,6 +41,7 @@ void write_block_to_every_point(bool display, int32_t offset, WriteBlock write, 
   const SampleBlock block = make_sample_block(offset);
   int32_t error = 0;
   for (int32_t p = 0; p < point_count(); ++p) {
+    show_progress(p, point_count(), "points");
     const int32_t result = write(p, block, &error);
     if (result != 0) fail(display, fatal, result);
     if (error != 0) show_line(display, refused, argument_.point_ids[p], error);

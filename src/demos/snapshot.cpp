@@ -9,6 +9,7 @@
 #include "demos/test_tree.h"
 #include "driver/argument.h"
 #include "driver/output.h"
+#include "driver/progress.h"
 
 namespace {
 
@@ -26,7 +27,9 @@ using ReadSnapshot = int32_t (*)(GroupHandle group, int32_t time, Snapshot &snap
 void read_first_snapshots(bool display, GroupHandle group, ReadSnapshot read, const char *fatal) {
   constexpr int32_t most_cycles = 10;
   Snapshot snapshot(point_array_size());
-  for (int32_t k = 0; k < std::min(step_count(), most_cycles); ++k) {
+  const int32_t cycles = std::min(step_count(), most_cycles);
+  for (int32_t k = 0; k < cycles; ++k) {
+    show_progress(k, cycles, "steps");
     const int32_t result = read(group, step_time(snapshot_offset, k), snapshot);
     if (result != 0) fail(display, fatal, result);
     show_point_values(display, snapshot.values, snapshot.errors, "id:%d, get snap error! error=%d");
@@ -50,6 +53,7 @@ void write_snap_byid_demo(bool display) {
   const int32_t n = point_count();
   Snapshot snapshot(n);
   for (int32_t k = 0; k < step_count(); ++k) {
+    show_progress(k, step_count(), "steps");
     snapshot.values.assign(n, step_value(k));
     const int32_t result = kelp2_write_snap(argument_.handle, 0, n, argument_.point_ids.data(),
                                             step_time(snapshot_offset, k), snapshot.statuses.data(),

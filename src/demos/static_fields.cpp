@@ -6,6 +6,7 @@
 #include "demos/test_tree.h"
 #include "driver/argument.h"
 #include "driver/output.h"
+#include "driver/progress.h"
 
 namespace {
 
@@ -34,6 +35,7 @@ FoundObjects look_up_by_name(bool display, int32_t count, GroupHandle group, siz
 void rewrite_objects(bool display, FoundObjects found, const StaticFields &fields,
                      std::string (*parent)(int32_t number), const char *success) {
   for (int32_t j = 0; j < found.count; ++j) {
+    show_progress(j, found.count, fields.unit);
     set_static_fields(found.handles[j], fields, j + 1);
     // The entry still holds what the lookup left; only both signs together are a failure.
     const int32_t updated = kelp2_modify_object(argument_.handle, Update, parent(j + 1).c_str(), 1,
@@ -47,6 +49,7 @@ void rewrite_objects(bool display, FoundObjects found, const StaticFields &field
 void show_objects(bool display, const FoundObjects &found, const StaticFields &fields,
                   void (*show_title)(bool display, int32_t position), const char *success) {
   for (int32_t j = 0; j < found.count; ++j) {
+    show_progress(j, found.count, fields.unit);
     ObjectHandle object = found.handles[j];
     std::array<char, 256> text{};
     std::vector<int32_t> integers;

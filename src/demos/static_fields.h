@@ -10,6 +10,7 @@
 
 // What is written into an object follows from its number in the test tree, counted from 1.
 struct StaticFields {
+  const char *unit;                           // what the objects are
   const char *description;                    // a format of that number
   std::vector<const char *> integers, reals;  // codes of fields that are all set to that number
 };

@@ -8,10 +8,12 @@
 #include "demos/test_tree.h"
 #include "driver/argument.h"
 #include "driver/output.h"
+#include "driver/progress.h"
 
 namespace {
 
-const StaticFields new_node_fields{.description = "init:test node static info %05d",
+const StaticFields new_node_fields{.unit = "nodes",
+                                   .description = "init:test node static info %05d",
                                    .integers = {KELP2_FIELD_FQ, KELP2_FIELD_AR},
                                    .reals = {KELP2_FIELD_IV}};
 
@@ -43,6 +45,7 @@ ObjectHandle new_node(bool display, int32_t node) {
 
 bool insert_nodes(bool display) {
   for (int32_t j = 0; j < node_count(); ++j) {
+    show_progress(j, node_count(), "nodes");
     if (!insert(new_node(display, j + 1), argument_.database).done()) return false;
   }
   return true;
@@ -69,7 +72,10 @@ void insert_node_point_demo(bool display) {
     display = true;
   }
   display_result(display, "insert node success!");
-  for (int32_t j = 0; j < point_count(); ++j) insert_point(display, j + 1);
+  for (int32_t j = 0; j < point_count(); ++j) {
+    show_progress(j, point_count(), "points");
+    insert_point(display, j + 1);
+  }
   display_result(display, "insert point success!");
 }
 

@@ -6,6 +6,7 @@
 #include "demos/test_tree.h"
 #include "driver/argument.h"
 #include "driver/output.h"
+#include "driver/progress.h"
 
 namespace {
 
@@ -54,6 +55,7 @@ void delete_nodes(bool display, GroupHandle group) {
 void delete_point_node_demo(bool display) {
   GroupHandle group = kelp2_new_group();
   for (int32_t j = 0; j < node_count(); ++j) {
+    show_progress(j, node_count(), "nodes");
     const std::string node = node_full_name(j + 1);
     kelp2_add_group_point(group, node.c_str());
     delete_points_of(display, node);

@@ -6,6 +6,7 @@
 
 #include "driver/argument.h"
 #include "driver/output.h"
+#include "driver/progress.h"
 #include "driver/registry.h"
 
 namespace {
@@ -31,6 +32,7 @@ int main(int argc, char **argv) try {
   run();
   return 0;
 } catch (const std::bad_alloc &) {
+  wipe_progress();
   std::fputs("kelptest: out of memory; ask for fewer points, nodes or samples\n", stderr);
   return 0;
 }

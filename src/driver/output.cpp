@@ -7,10 +7,13 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "driver/progress.h"
+
 void (*display_result)(bool flag, const char *text) = print;
 
 void print(bool flag, const char *text) {
   if (!flag) return;
+  wipe_progress();
   std::fputs(text, stdout);
   std::fputc('\n', stdout);
   std::fflush(stdout);
@@ -53,5 +56,6 @@ void fail(bool display, const char *format, ...) {
   va_start(values, format);
   hand_over<128>(display, format, values);
   va_end(values);
+  wipe_progress();
   std::exit(0);
 }

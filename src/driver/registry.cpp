@@ -9,6 +9,7 @@
 #include "demos/demos.h"
 #include "driver/connection.h"
 #include "driver/output.h"
+#include "driver/progress.h"
 
 std::vector<Demo> demo_globle;
 int32_t demo_count = 1;
@@ -57,6 +58,7 @@ void run_demo(const Demo &demo) {
                 demo.name.c_str());
   print(true, "");
   print(true, banner.data());
+  begin_progress(demo.name.c_str());
   demo.func(demo.display);
 }
 

@@ -9,10 +9,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <set>
+#include <thread>
 
 namespace fake {
 
@@ -119,6 +121,7 @@ template <typename... Inputs>
 int call(const char *name, const Inputs &...inputs) {
   operation = name;
   ++calls[operation];
+  std::this_thread::sleep_for(std::chrono::milliseconds(script.call_ms));
   show("call " + operation + "(" + joined({text(inputs)...}, ", ") + ")");
   return result();
 }

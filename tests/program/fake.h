@@ -29,6 +29,7 @@ struct Script {
   std::string description = "text";  // of every node and point
   double value = 0.5;                // of the first entry or row read; the next ones are 1 higher
   bool shows_calls = true;           // faults are always shown
+  int call_ms = 0;                   // how long a call takes
   int sleeps = 0;                    // how many sleeps end the process; 0 if it is to end by itself
 };
 

@@ -1,0 +1,16 @@
+// One line on standard error that says how far a long demonstration is, if that is a terminal. It
+// is not output: what a run shows on standard output is the same with and without it.
+#pragma once
+
+#include <cstdint>
+
+// A demonstration of that name begins. The name has to outlive it.
+void begin_progress(const char *name);
+
+// For every pass of a loop, before its work: `done` of `total` points, say, are done. Draws the
+// line if the demonstration has worked for a second, ten times a second at most; costs some
+// nanoseconds otherwise.
+void show_progress(int32_t done, int32_t total, const char *unit);
+
+// Takes the line away. For every place that writes something else, or ends.
+void wipe_progress();
