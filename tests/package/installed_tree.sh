@@ -56,3 +56,10 @@ run_example with_make/hour_statistics
 cmake -S "$source/examples" -B with_cmake "-DCMAKE_PREFIX_PATH=$tree" >/dev/null
 cmake --build with_cmake >/dev/null
 run_example with_cmake/hour_statistics # on the store of the first run
+
+# Both run where there is only what programs need.
+rm -r "second place"
+cmake --install "$build" --prefix "$tree" --component kelptest >/dev/null
+[ ! -e "$tree/include" ]
+run_example with_make/hour_statistics
+run_example with_cmake/hour_statistics
