@@ -5,7 +5,8 @@
 set -euo pipefail
 . "$(dirname "$0")/scripts/common.sh"
 
-need_packages g++ make cmake libsqlite3-dev libpq-dev
+need_packages g++ make cmake libsqlite3-dev libpq-dev libcli11-dev nlohmann-json3-dev \
+  libpugixml-dev
 build release
 
 program=$root/build/release/kelptest

@@ -20,7 +20,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_BINARY_DIR}")
 set(CPACK_DEBIAN_KELPTEST_DESCRIPTION "demonstration and smoke test of a historian database
 kelptest runs 29 demonstrations against a real-time and historian server,
 from its clock over a tree of points to history and snapshots, and then
-writes a value to every point once a second.
+writes a value to every point once a second. kelpcheck says whether the
+server does what its client library promises, with evidence and reports.
 .
 The client library that it comes with stores in an SQLite file or on a
 PostgreSQL server. It lies in a folder of its own, and the library of a

@@ -1,0 +1,176 @@
+// Sessions: several at a time, one after the other, in one process and in the next one; and what is
+// asked of things that do not exist.
+#include <algorithm>
+
+#include "plan.h"
+
+namespace kelpcheck {
+
+namespace {
+
+void status(Bed &bed) {
+  Evidence &e = bed.c.evidence;
+  e.equal(0, bed.session->status(), [] { return "status of a session that works"; });
+  const int32_t of_null = call<kelp2_status>(0, ConnectionHandle{});
+  e.that(
+      of_null != 0, [] { return "status of no session"; }, "other than 0", "0");
+}
+
+void databases(Bed &bed) {
+  Evidence &e = bed.c.evidence;
+  const Objects databases = bed.session->databases();
+  Names names;
+  for (size_t i = 0; i < databases.size(); ++i) {
+    names.push_back(get_text(databases[i], KELP2_FIELD_NAME));
+  }
+  const auto count = std::count(names.begin(), names.end(), bed.c.options.database);
+  e.equal(int64_t{1}, int64_t{count}, [&] { return bed.c.options.database + " in the list"; });
+  for (const std::string &name : names) {
+    e.that(
+        !name.empty(), [] { return "name of a database"; }, "a text", "an empty one");
+  }
+  bed.c.finding("Databases", text(names.size()));
+}
+
+// Through the bed's session: history, current values, changed fields and a new point.
+void write_all(Bed &bed, const Window &window, int32_t time, int32_t version) {
+  const auto order = shuffled(bed.points());
+  write_history(bed, false, window, some_of(bed.points()));
+  expect_done(bed, Op::write_value,
+              bed.session->write_value(std::get<Ids>(bed.who(false, order)), time,
+                                       window.across(order, 0)));
+  const std::string &node = bed.node_of(0);
+  Objects objects = bed.session->objects(Ids{bed.ids[0]});
+  set_fields(objects[0], fields_of(0, version), false);
+  const Modified done = bed.session->modify(Update, bed.full(node), objects);
+  bed.c.evidence.equal(1, done.count, [] { return "objects updated"; });
+}
+
+void expect_all(Bed &bed, const Window &window, int32_t time, int32_t version) {
+  const auto order = in_order(bed.points());
+  expect_history(bed, true, window, some_of(bed.points()));
+  expect_readings(bed, bed.session->values(bed.who(true, order)), order, window, 0, time, true);
+  const Objects objects = bed.session->objects(Names{bed.names[0]});
+  expect_fields(bed.c.evidence, objects[0], fields_of(0, version), false, bed.names[0]);
+  const Ids ids = bed.session->ids(bed.names);
+  for (size_t i = 0; i < ids.size(); ++i) {
+    bed.c.evidence.equal(bed.ids[i], ids[i], [&] { return "id of " + bed.names[i]; });
+  }
+}
+
+// Either session sees at once what the other one has written.
+void second_session(Bed &bed) {
+  auto other = std::make_unique<Session>(bed.c);
+  const Window window(bed, 1, kFew), answer(bed, 2, kFew);
+  write_all(bed, window, window.end, 1);
+  const int32_t id = bed.add_point(bed.nodes[0], "SEEN", I4);
+  std::swap(bed.session, other);
+  expect_all(bed, window, window.end, 1);
+  const std::string name = bed.full(bed.nodes[0]) + ".SEEN";
+  bed.c.evidence.equal(id, bed.session->ids({name})[0], [&] { return "id of " + name; });
+  write_all(bed, answer, answer.end, 2);
+  Objects point = bed.session->objects(Names{name});
+  bed.session->modify(Delete, bed.full(bed.nodes[0]), point);
+  std::swap(bed.session, other);
+  expect_all(bed, answer, answer.end, 2);
+  const Objects gone = bed.session->objects(Names{name});
+  bed.c.evidence.that(
+      gone.errors[0] != 0, [&] { return name + ", deleted by the other session"; },
+      "an entry other than 0", "0");
+  bed.c.evidence.equal(0, other->status(), [] { return "status of the older session"; });
+}
+
+constexpr int kKeptSlot = 0;  // what the next process finds
+constexpr int32_t kKeptVersion = 3;
+
+void reopen(Bed &bed) {
+  const Window window(bed, kKeptSlot, kFew);
+  write_all(bed, window, window.end + 100'000'000, kKeptVersion);
+  bed.session.reset();
+  bed.session = std::make_unique<Session>(bed.c);
+  expect_all(bed, window, window.end + 100'000'000, kKeptVersion);
+}
+
+void next_process(Bed &bed) {
+  const Window window(bed, kKeptSlot, kFew);
+  expect_all(bed, window, window.end + 100'000'000, kKeptVersion);
+}
+
+// A point that is not there, with one that is on each side of it.
+void unknown(Bed &bed) {
+  const int32_t gone = bed.add_point(bed.nodes[0], "GONE", R8);
+  Objects points = bed.session->objects(Ids{gone});
+  bed.session->modify(Delete, bed.full(bed.nodes[0]), points);
+  const Window window(bed, 3, 3);
+  const std::vector<size_t> order{0, 0, bed.points() - 1};
+  Columns rows = window.across(order, 0);
+  const int32_t time = window.begin + 5;
+  Ids ids = std::get<Ids>(bed.who(false, order));
+  Names names = std::get<Names>(bed.who(true, order));
+  ids[1] = gone;
+  names[1] += "NONE";
+  const auto expect = [&](const char *operation, const Out<int32_t> &errors) {
+    for (size_t i = 0; i < 3; ++i) {
+      const auto where = [&] { return text("entry ", i + 1, " of 3 of ", operation); };
+      const std::string want = i == 1 ? "other than 0 for an unknown point" : "0";
+      bed.c.evidence.that((errors[i] == 0) == (i != 1), where, want, show(errors[i]));
+    }
+  };
+  expect("kelp2_write_snap", bed.session->write_snap(ids, time, rows));
+  expect("kelp2_write_value", bed.session->write_value(ids, time + 1, rows));
+  expect("kelp2_write_cache", bed.session->write_cache(ids, rows));
+  for (const Who &who : {Who(ids), Who(names)}) {
+    const std::string by = std::holds_alternative<Ids>(who) ? "_byid" : "_byname";
+    expect(("kelp2_get_value" + by).c_str(), bed.session->values(who).errors);
+    expect(("kelp2_get_snap" + by).c_str(), bed.session->snap(who, time).errors);
+    expect(("kelp2_get_object" + by).c_str(), bed.session->objects(who).errors);
+    expect(("kelp2_get_history" + by).c_str(),
+           bed.session->history(who, window.begin, window.end).errors);
+  }
+  // Writes to one point may fail as a whole or in their entry.
+  const auto refused = [&](const char *operation, auto &&write) {
+    std::string got = "success";
+    try {
+      const Out<int32_t> error = write();
+      if (error[0] != 0) got = "";
+    } catch (const CallFailed &) {
+      got = "";
+    }
+    bed.c.evidence.that(
+        got.empty(), [&] { return text(operation, " to an unknown point"); }, "a failure", got);
+  };
+  refused("kelp2_write_histroy_byid", [&] { return bed.session->write_history(gone, rows); });
+  refused("kelp2_write_histroy_byname", [&] { return bed.session->write_history(names[1], rows); });
+  refused("kelp2_write_cache_one", [&] { return bed.session->write_cache_one(gone, rows); });
+  bed.c.evidence.equal(0, bed.session->status(), [] { return "status after all that"; });
+}
+
+}  // namespace
+
+Family connection_family() {
+  return {"connection",
+          Tree::made,
+          {{"connection.status", "A session that works has status 0, and no session has another.",
+            status},
+           {"connection.databases", "The database is listed, once.", databases},
+           {"connection.second_session",
+            "A second session at the same time sees at once what the "
+            "first one wrote, and the other way round.",
+            second_session, 4},
+           {"connection.unknown",
+            "An unknown point among others has an entry that says so, in "
+            "every operation; the others have theirs.",
+            unknown},
+           {"connection.reopen", "After closing and connecting again everything is still there.",
+            reopen, 3}}};
+}
+
+Family restart_family() {
+  return {"restart",
+          Tree::found,
+          {{"restart.next_process",
+            "What a process wrote before it ended is found by the next one.", next_process, 2}},
+          "connection.reopen"};
+}
+
+}  // namespace kelpcheck

@@ -1,0 +1,253 @@
+// History: blocks of rows written to every point and read back, by id and by name, whole and in
+// parts.
+#include <algorithm>
+
+#include "plan.h"
+
+namespace kelpcheck {
+
+namespace {
+
+void roundtrip_byid(Bed &bed) {
+  const Window window(bed, 0);
+  write_history(bed, false, window, in_order(bed.points()));
+  expect_history(bed, false, window, shuffled(bed.points()));
+}
+
+// The later block of each point is written first: history is often filled in afterwards.
+void roundtrip_byname(Bed &bed) {
+  const Window window(bed, 1);
+  write_history(bed, true, window, shuffled(bed.points()), true);
+  expect_history(bed, true, window, in_order(bed.points()));
+}
+
+// What was written by id is read by name and the other way round, through all ways at once.
+void crosswise(Bed &bed) {
+  const Window by_id(bed, 2, kFew), by_name(bed, 3, kFew);
+  const auto some = some_of(bed.points());
+  write_history(bed, false, by_id, some, true);
+  write_history(bed, true, by_name, some);
+  expect_history(bed, true, by_id, some);
+  expect_history(bed, false, by_name, some);
+}
+
+// One block of the first point as a curve, for people to look at.
+void curve(Bed &bed) {
+  const Window window(bed, 4, 400);
+  const int64_t rows = window.rows;
+  const Columns block = window.columns(0, 0, rows);
+  expect_done(bed, Op::write_histroy_byid, bed.session->write_history(bed.ids[0], block));
+  const History history = bed.session->history(bed.who(false, {0}), window.begin, window.end);
+  Plot plot{bed.names[0], {block.times.begin(), block.times.end()}, {}, block.values, {}};
+  const int64_t found = history.rows(0);
+  for (int64_t row = 0; row < std::min(found, 2 * rows); ++row) {
+    const Sample have = history.next(0);
+    plot.read_times.push_back(have.time);
+    plot.read.push_back(have.value);
+    if (row >= rows) continue;
+    expect_sample(bed.c.evidence, window.at(0, row), have, [&] { return window.place(0, row); });
+  }
+  bed.c.evidence.equal(rows, found, [&] { return "number of rows of " + bed.names[0]; });
+  bed.c.plot(plot);
+}
+
+void extremes(Bed &bed) {
+  const Window window(bed, 5);
+  for (size_t point = 0; point < std::min(bed.points(), std::size(kKinds)); ++point) {
+    const auto at = [&](size_t i) {
+      return extreme(bed.kind(point), i, window.begin + static_cast<int32_t>(i) * 10);
+    };
+    Columns rows;
+    for (size_t i = 0; i < kExtremes; ++i) rows.add(at(i));
+    expect_done(bed, Op::write_histroy_byid, bed.session->write_history(bed.ids[point], rows));
+    const History history =
+        bed.session->history(bed.who(false, {point}), window.begin, window.begin + 1000);
+    const int32_t found = history.rows(0);
+    bed.c.evidence.equal(rows.size(), found, [&] { return "rows of " + bed.names[point]; });
+    for (int32_t i = 0; i < std::min(found, rows.size()); ++i) {
+      expect_sample(bed.c.evidence, at(i), history.next(0), [&] { return bed.described(point); });
+    }
+  }
+}
+
+// A range [begin, end] of rows, asked for so that the same rows come whether its end is inside it
+// or not.
+void expect_range(Bed &bed, const Window &window, size_t point, int64_t first, int64_t last,
+                  int32_t begin, int32_t end) {
+  for (const bool by_name : {false, true}) {
+    const History history = bed.session->history(bed.who(by_name, {point}), begin, end);
+    expect_rows(bed, history, 0, window, point, first, last);
+  }
+}
+
+void ranges(Bed &bed) {
+  const Window window(bed, 6, kFew);
+  const auto some = some_of(bed.points());
+  write_history(bed, false, window, some);
+  for (const size_t point : some) {
+    const auto time = [&](int64_t row) { return window.at(point, row).time; };
+    const int64_t n = window.rows, last = n - 1, middle = n / 2;
+    const auto expect = [&](int64_t from, int64_t to, int32_t begin, int32_t end) {
+      expect_range(bed, window, point, from, to, begin, end);
+    };
+    expect(0, 1, time(0), time(0) + 1);  // its begin is a row's time
+    expect(middle, middle + 1, time(middle), time(middle) + 1);
+    expect(last, n, time(last), time(last) + 1);
+    expect(last, n, time(last) - 1, window.end);
+    expect(0, n, time(0), time(last) + 1);  // just all of them
+    expect(0, n, window.begin, window.end);
+    expect(0, 0, window.begin - 100, time(0) - 1);  // nothing before, nothing behind
+    expect(n, n, time(last) + 1, window.end);
+    if (n < 4) continue;
+    expect(1, n, time(0) + 1, time(last) + 1);  // without the first, or the last
+    expect(0, last, time(0), time(last) - 1);
+    expect(middle - 1, middle + 1, time(middle - 1), time(middle) + 1);  // across two blocks
+    if (time(middle) > time(middle - 1) + 2) {                           // between two rows
+      expect(middle, middle, time(middle - 1) + 1, time(middle) - 1);
+    }
+  }
+  const Who who[] = {bed.who(false, {0}), bed.who(true, {0})};
+  const auto rows_to_first = [&](const Who &point) {
+    return bed.session->history(point, window.begin, window.at(0, 0).time).rows(0);
+  };
+  const int32_t rows = rows_to_first(who[0]);
+  bed.c.evidence.that(
+      rows == 0 || rows == 1, [] { return "range that ends at a row's time"; }, "0 or 1 rows",
+      show(rows));
+  bed.c.evidence.equal(rows, rows_to_first(who[1]), [] { return "the same by name"; });
+  bed.c.finding("Is the end of a range inside it?", rows == 1 ? "yes" : "no");
+}
+
+// Two queries open at a time, their results read a row each in turn and the last one first, must
+// not get in each other's way.
+void interleaved(Bed &bed) {
+  const Window one(bed, 7, kFew), two(bed, 8, kFew);
+  const auto order = some_of(bed.points());
+  write_history(bed, false, one, order);
+  write_history(bed, true, two, order);
+  const History first = bed.session->history(bed.who(false, order), one.begin, one.end);
+  const History second = bed.session->history(bed.who(true, order), two.begin, two.end);
+  Evidence &e = bed.c.evidence;
+  std::vector<int64_t> left(order.size());
+  for (size_t i = order.size(); i-- > 0;) {
+    left[i] = std::min({one.rows, int64_t{first.rows(i)}, int64_t{second.rows(i)}});
+    e.equal(one.rows, left[i], [&] { return "rows of " + bed.names[order[i]]; });
+  }
+  for (int64_t row = 0; row < one.rows; ++row) {
+    for (size_t i = order.size(); i-- > 0;) {
+      if (row >= left[i]) continue;
+      expect_sample(e, one.at(order[i], row), first.next(i),
+                    [&] { return one.place(order[i], row); });
+      expect_sample(e, two.at(order[i], row), second.next(i),
+                    [&] { return two.place(order[i], row); });
+    }
+  }
+}
+
+// Other values written over some rows. Which of the two stays is up to the server; it must be the
+// same one for all of them, the whole of it, and the rows around must stay.
+void overwrite(Bed &bed) {
+  const Window old(bed, 9, kFew), other(bed, 10, kFew);
+  const auto some = some_of(bed.points());
+  write_history(bed, false, old, some);
+  const int64_t first = old.rows / 3, last = old.rows - old.rows / 3;
+  for (const size_t point : some) {
+    Columns rows;
+    for (int64_t row = first; row < last; ++row) {
+      Sample sample = other.at(point, row);
+      sample.time = old.at(point, row).time;
+      rows.add(sample);
+    }
+    expect_done(bed, Op::write_histroy_byid, bed.session->write_history(bed.ids[point], rows));
+  }
+  const History history = bed.session->history(bed.who(false, some), old.begin, old.end);
+  Evidence &e = bed.c.evidence;
+  const int64_t found = history.rows(0);
+  if (found == old.rows + last - first) {
+    bed.c.finding("A second value at the same time", "both are kept");
+    return;
+  }
+  bool replaced = true, decided = false;
+  for (size_t i = 0; i < some.size(); ++i) {
+    const size_t point = some[i];
+    const int64_t rows = history.rows(i);
+    e.equal(old.rows, rows, [&] { return "number of rows of " + bed.names[point]; });
+    for (int64_t row = 0; row < std::min(rows, old.rows); ++row) {
+      const Sample have = history.next(i);
+      Sample want = old.at(point, row);
+      Sample later = other.at(point, row);
+      if (row >= first && row < last && !decided && later.status != want.status) {
+        replaced = have.status == later.status;
+        decided = true;
+      }
+      if (row >= first && row < last && replaced) want = {want.time, later.status, later.value};
+      expect_sample(e, want, have, [&] { return old.place(point, row); });
+    }
+  }
+  bed.c.finding("A second value at the same time",
+                replaced ? "replaces the first" : "is ignored, the first stays");
+}
+
+// A point that does not exist among others: its entry says so, its result has no rows and can be
+// released, and the others are right.
+void failed_entry(Bed &bed) {
+  const Window window(bed, 11, kFew);
+  write_history(bed, false, window, {0});
+  for (const bool by_name : {false, true}) {
+    Who who = bed.who(by_name, {0});
+    if (by_name) std::get<Names>(who).insert(std::get<Names>(who).begin(), bed.names[0] + "NONE");
+    if (!by_name) {
+      const int32_t gone = bed.add_point(bed.nodes[0], "GONE", R8);
+      Objects points = bed.session->objects(Ids{gone});
+      bed.session->modify(Delete, bed.full(bed.nodes[0]), points);
+      std::get<Ids>(who).insert(std::get<Ids>(who).begin(), gone);
+    }
+    const History history = bed.session->history(who, window.begin, window.end);
+    Evidence &e = bed.c.evidence;
+    const auto where = [] { return std::string("an unknown point"); };
+    e.that(history.errors[0] != 0, where, "an entry other than 0", "0");
+    e.that(history.rows(0) <= 0, where, "no rows", show(history.rows(0)));
+    expect_rows(bed, history, 1, window, 0, 0, window.rows);
+  }
+}
+
+}  // namespace
+
+Family history_family() {
+  return {
+      "history",
+      Tree::made,
+      {{"history.byid.roundtrip",
+        "What is written to history by id is read back by id: every "
+        "row with its time, status and value.",
+        roundtrip_byid, 8},
+       {"history.byname.roundtrip",
+        "The same by name, with the later block of each point "
+        "written first.",
+        roundtrip_byname, 8},
+       {"history.crosswise", "What is written by id is read by name, and the other way round.",
+        crosswise, 16},
+       {"history.curve", "One block of a point is read back as the curve that was written.", curve},
+       {"history.extremes",
+        "Each kind keeps all the values that it can hold, and statuses "
+        "keep their 16 bits.",
+        extremes},
+       {"history.ranges",
+        "A query gives the rows of its range and no others, at its ends and "
+        "across blocks too.",
+        ranges, 5},
+       {"history.interleaved",
+        "Results that are open at the same time do not disturb each "
+        "other.",
+        interleaved, 8},
+       {"history.overwrite",
+        "Where a time is written twice one of the two stays, whole and "
+        "for all rows alike.",
+        overwrite, 8},
+       {"history.failed_entry",
+        "A point that does not exist has an entry and no rows; the "
+        "others have theirs.",
+        failed_entry, 4}}};
+}
+
+}  // namespace kelpcheck

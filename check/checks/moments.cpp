@@ -1,0 +1,131 @@
+// Values of all points at one time: as current values and as snapshots, written and read back by id
+// and by name. Snapshots lie in history and are read after all have been written; current values
+// are read after each write, at times that go up to a moment ago by the server's clock.
+#include <algorithm>
+
+#include "plan.h"
+
+namespace kelpcheck {
+
+namespace {
+
+enum class Way { current, snapshot };
+
+void write(Bed &bed, Way way, const std::vector<size_t> &points, int32_t time,
+           const Columns &rows) {
+  const Ids ids = std::get<Ids>(bed.who(false, points));
+  if (way == Way::current) {
+    expect_done(bed, Op::write_value, bed.session->write_value(ids, time, rows));
+  } else {
+    expect_done(bed, Op::write_snap, bed.session->write_snap(ids, time, rows));
+  }
+}
+
+Readings read(Bed &bed, Way way, const Who &who, int32_t time) {
+  return way == Way::current ? bed.session->values(who) : bed.session->snap(who, time);
+}
+
+int32_t first_time(Bed &bed, Way way, const Window &window) {
+  constexpr int32_t margin = 60;
+  if (way == Way::snapshot) return window.begin;
+  return bed.session->time() - static_cast<int32_t>(window.rows) - margin;
+}
+
+// They are read in another order than they were written in, two points twice.
+template <Way way, bool by_name>
+void roundtrip(Bed &bed) {
+  const int32_t samples = bed.c.options.samples;
+  const Window window(bed, by_name,
+                      way == Way::snapshot ? (samples + 1) / 2 : std::max(1, samples / 10));
+  const int32_t start = first_time(bed, way, window);
+  const auto written = shuffled(bed.points());
+  std::vector<size_t> order = in_order(bed.points());
+  std::reverse(order.begin(), order.end());
+  order.insert(order.begin(), bed.points() / 2);
+  order.push_back(bed.points() - 1);
+  const Who who = bed.who(by_name, order);
+  const auto read_row = [&](int64_t row) {
+    const int32_t time = start + static_cast<int32_t>(row);
+    expect_readings(bed, read(bed, way, who, time), order, window, row, time, way == Way::current);
+  };
+  for (int64_t row = 0; row < window.rows; ++row) {
+    write(bed, way, written, start + static_cast<int32_t>(row), window.across(written, row));
+    if (way == Way::current) read_row(row);
+    bed.c.progress(row + 1, window.rows);
+  }
+  for (int64_t row = window.rows; way == Way::snapshot && row-- > 0;) read_row(row);
+}
+
+// Every other point is written once more, current values later, snapshots at the same time: those
+// points have the new value (of snapshots it may be the old one, for all alike), the others theirs.
+template <Way way>
+void again(Bed &bed) {
+  const Window old(bed, 2, 1), fresh(bed, 3, 1);
+  const int32_t time = first_time(bed, way, old);
+  const int32_t second = way == Way::current ? time + 1 : time;
+  std::vector<size_t> some, others;
+  for (size_t i = 0; i < bed.points(); ++i) (i % 2 == 0 ? some : others).push_back(i);
+  write(bed, way, in_order(bed.points()), time, old.across(in_order(bed.points()), 0));
+  write(bed, way, some, second, fresh.across(some, 0));
+  const Readings have = read(bed, way, bed.who(false, some), second);
+  const bool replaced = way == Way::current || have.statuses[0] == fresh.at(0, 0).status;
+  expect_readings(bed, have, some, replaced ? fresh : old, 0, second, way == Way::current);
+  expect_readings(bed, read(bed, way, bed.who(true, others), time), others, old, 0, time,
+                  way == Way::current);
+  if (way == Way::current) return;
+  bed.c.finding("A second snapshot at the same time",
+                replaced ? "replaces the first" : "is ignored");
+}
+
+template <Way way>
+void extremes(Bed &bed) {
+  const Window window(bed, 4, 1);
+  const auto all = in_order(bed.points());
+  for (size_t i = 0; i < kExtremes; ++i) {
+    const int32_t time = first_time(bed, way, window) + static_cast<int32_t>(i);
+    Columns rows;
+    for (const size_t point : all) rows.add(extreme(bed.kind(point), i, time));
+    write(bed, way, all, time, rows);
+    const Readings have = read(bed, way, bed.ids, time);
+    for (const size_t point : all) {
+      Sample want = extreme(bed.kind(point), i, time);
+      if (way == Way::snapshot) want.time = have.times[point];
+      expect_sample(bed.c.evidence, want, have[point], [&] { return bed.described(point); });
+    }
+  }
+}
+
+}  // namespace
+
+Family values_family() {
+  return {"values",
+          Tree::made,
+          {{"values.byid.roundtrip",
+            "Every point has the current value, time and status that were "
+            "written last, read by id.",
+            roundtrip<Way::current, false>, 4},
+           {"values.byname.roundtrip", "The same read by name.", roundtrip<Way::current, true>, 4},
+           {"values.later", "A later value replaces that of its own point and no other.",
+            again<Way::current>},
+           {"values.extremes", "Each kind keeps all the values that it can hold.",
+            extremes<Way::current>}}};
+}
+
+Family snapshot_family() {
+  return {
+      "snapshot",
+      Tree::made,
+      {{"snapshot.byid.roundtrip",
+        "Every point has, at each time, the value and status that a "
+        "snapshot gave it, read by id.",
+        roundtrip<Way::snapshot, false>, 8},
+       {"snapshot.byname.roundtrip", "The same read by name.", roundtrip<Way::snapshot, true>, 8},
+       {"snapshot.again",
+        "A second snapshot at the same time concerns its own points, all of "
+        "them alike, and no others.",
+        again<Way::snapshot>},
+       {"snapshot.extremes", "Each kind keeps all the values that it can hold.",
+        extremes<Way::snapshot>}}};
+}
+
+}  // namespace kelpcheck

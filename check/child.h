@@ -1,0 +1,12 @@
+// The child's side of a family.
+#pragma once
+
+#include "plan.h"
+
+namespace kelpcheck {
+
+// Runs the family's checks and sends what comes of them as records; the only caller of the library.
+// `first_node` counts the nodes of the run's families.
+void run_family(const Family &family, const Options &options, int32_t first_node, int records);
+
+}  // namespace kelpcheck

@@ -1,0 +1,59 @@
+#include "plan.h"
+
+#include <fnmatch.h>
+
+#include <algorithm>
+
+namespace kelpcheck {
+
+namespace {
+
+bool matches(const std::string &pattern, const Check &check) {
+  return fnmatch(pattern.c_str(), check.name.c_str(), 0) == 0 ||
+         check.name.starts_with(pattern + ".");
+}
+
+bool matches_any(const std::vector<std::string> &patterns, const Check &check) {
+  return std::any_of(patterns.begin(), patterns.end(),
+                     [&](const std::string &pattern) { return matches(pattern, check); });
+}
+
+void require_known(const std::vector<std::string> &patterns, const std::vector<Family> &families) {
+  for (const std::string &pattern : patterns) {
+    bool known = false;
+    for (const Family &family : families) {
+      for (const Check &check : family.checks) known = known || matches(pattern, check);
+    }
+    if (!known) throw std::invalid_argument("no check matches \"" + pattern + "\"; see --list");
+  }
+}
+
+}  // namespace
+
+Plan make_plan(const Options &options) {
+  Plan plan{
+      {connection_family(), restart_family(), clock_family(), tree_family(), values_family(),
+       history_family(), cache_family(), snapshot_family(), statistics_family(), server_family()},
+      0};
+  require_known(options.only, plan.families);
+  require_known(options.skip, plan.families);
+  // What the next process finds is what this check leaves.
+  const auto wanted = [&](const Check &check) {
+    const bool only = options.only.empty() || matches_any(options.only, check);
+    return only && !matches_any(options.skip, check);
+  };
+  const bool restarts = wanted(plan.families[1].checks[0]);
+  for (Family &family : plan.families) {
+    plan.checks_in_all += family.checks.size();
+    std::erase_if(family.checks, [&](const Check &check) {
+      return !wanted(check) && !(restarts && check.name == plan.families[1].after);
+    });
+  }
+  std::erase_if(plan.families, [](const Family &family) { return family.checks.empty(); });
+  plan.families.insert(plan.families.begin(), open_family());
+  if (!options.keep) plan.families.push_back(cleanup_family());
+  plan.checks_in_all += 2;
+  return plan;
+}
+
+}  // namespace kelpcheck

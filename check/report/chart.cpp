@@ -1,0 +1,170 @@
+#include "report/chart.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "operations.h"
+
+namespace kelpcheck {
+
+namespace {
+
+std::string number(double value) {
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%.1f", value);
+  return buffer;
+}
+
+std::string line(const char *css, double x1, double y1, double x2, double y2) {
+  return text("<line class=\"", css, "\" x1=\"", number(x1), "\" y1=\"", number(y1), "\" x2=\"",
+              number(x2), "\" y2=\"", number(y2), "\"/>");
+}
+
+std::string label(const char *css, double x, double y, const std::string &words) {
+  return text("<text class=\"", css, "\" x=\"", number(x), "\" y=\"", number(y), "\">",
+              escaped(words), "</text>");
+}
+
+std::string dot(const char *css, double x, double y, double radius) {
+  return text("<circle class=\"", css, "\" cx=\"", number(x), "\" cy=\"", number(y), "\" r=\"",
+              number(radius), "\"/>");
+}
+
+std::string bar(const char *css, double x, double y, double width, double height) {
+  return text("<rect class=\"", css, "\" x=\"", number(x), "\" y=\"", number(y), "\" width=\"",
+              number(std::max(width, 0.5)), "\" height=\"", number(height), "\"/>");
+}
+
+std::string svg(double width, double height, const std::string &title, const std::string &content) {
+  return text("<svg viewBox=\"0 0 ", number(width), " ", number(height),
+              "\" role=\"img\" xmlns=\"http://www.w3.org/2000/svg\"><title>", escaped(title),
+              "</title>", content, "</svg>\n");
+}
+
+// A logarithmic axis from one power of ten to another.
+class LogAxis {
+ public:
+  LogAxis(double smallest, double largest, double left, double right) : left_(left), right_(right) {
+    low_ = static_cast<int>(std::floor(std::log10(std::max(smallest, 1e-9))));
+    high_ = std::max(low_ + 1, static_cast<int>(std::ceil(std::log10(std::max(largest, 1e-9)))));
+  }
+  double at(double value) const {
+    return left_ + (right_ - left_) * (std::log10(value) - low_) / (high_ - low_);
+  }
+  template <typename Name>
+  std::string grid(double top, double bottom, Name &&name) const {
+    std::string lines;
+    for (int power = low_; power <= high_; ++power) {
+      const double x = at(std::pow(10, power));
+      lines += line("grid", x, top, x, bottom) +
+               label("tick middle", x, top - 6, name(std::pow(10, power)));
+    }
+    return lines;
+  }
+
+ private:
+  double left_, right_;
+  int low_, high_;
+};
+
+}  // namespace
+
+std::string escaped(const std::string &text) {
+  std::string result;
+  for (const char c : printable(text)) {
+    switch (c) {
+      case '<': result += "&lt;"; break;
+      case '>': result += "&gt;"; break;
+      case '&': result += "&amp;"; break;
+      case '"': result += "&quot;"; break;
+      case '\'': result += "&#39;"; break;
+      default: result += c;
+    }
+  }
+  return result;
+}
+
+std::string figures_chart() {
+  constexpr double row_height = 17, top = 42, width = 960;
+  std::vector<int> operations;
+  double shortest = 1e18, longest = 1, slowest = 1e18, fastest = 1;
+  const auto rate = [](const Figure &f) { return double(f.rows) * 1e9 / double(f.total); };
+  for (int op = 0; op < kOperations; ++op) {
+    const Figure &f = blackboard->figure(op);
+    if (f.calls == 0) continue;
+    operations.push_back(op);
+    shortest = std::min(shortest, double(f.shortest));
+    longest = std::max(longest, double(f.longest));
+    if (f.rows > 0) slowest = std::min(slowest, rate(f));
+    if (f.rows > 0) fastest = std::max(fastest, rate(f));
+  }
+  if (operations.empty()) return "";
+  const double bottom = top + row_height * static_cast<double>(operations.size());
+  const LogAxis time(shortest, longest, 190, 620);
+  const LogAxis rows(std::min(slowest, fastest), fastest, 665, 940);
+  std::string content =
+      label("head", 190, 14, "Time of a call") + label("head", 665, 14, "Rows per second");
+  content += time.grid(top, bottom, [](double ns) { return duration_text(ns); });
+  content += rows.grid(top, bottom, [](double n) { return rate_text(n); });
+  double y = top + row_height / 2;
+  for (const int op : operations) {
+    const Figure &f = blackboard->figure(op);
+    const double median = time.at(f.quantile(0.5)), most = time.at(f.quantile(0.95));
+    content += label("name end", 180, y + 4, std::string(kOperationNames[op]).substr(6));
+    content += line("range", time.at(double(f.shortest)), y, time.at(double(f.longest)), y);
+    content += bar("box", median, y - 3.5, most - median, 7) + dot("median", median, y, 3.5);
+    if (f.rows > 0) {
+      const double x = rows.at(rate(f));
+      content +=
+          bar("rate", 665, y - 4, x - 665, 8) + label("tick", x + 5, y + 4, rate_text(rate(f)));
+    }
+    y += row_height;
+  }
+  return svg(width, bottom + 6, "Time of a call and rows per second, by operation", content);
+}
+
+std::string block_chart(const Plot &plot) {
+  constexpr double left = 70, right = 945, top = 12, bottom = 250;
+  if (plot.written.empty()) return "";
+  double low = plot.written[0], high = low;
+  int64_t begin = plot.written_times[0], end = begin + 1;
+  const auto include = [&](const std::vector<int64_t> &times, const std::vector<double> &values) {
+    for (size_t i = 0; i < values.size(); ++i) {
+      if (!std::isfinite(values[i])) continue;
+      low = std::min(low, values[i]);
+      high = std::max(high, values[i]);
+      begin = std::min(begin, times[i]);
+      end = std::max(end, times[i]);
+    }
+  };
+  include(plot.written_times, plot.written);
+  include(plot.read_times, plot.read);
+  if (high == low) high = low + 1;
+  const auto x = [&](int64_t t) {
+    return left + (right - left) * double(t - begin) / double(end - begin);
+  };
+  const auto y = [&](double v) {
+    return bottom - (bottom - top) * (v / 2 - low / 2) / (high / 2 - low / 2);
+  };
+  std::string content, points;
+  for (int i = 0; i <= 4; ++i) {
+    const double value = low + (high - low) / 4 * i;
+    content += line("grid", left, y(value), right, y(value)) +
+               label("tick end", left - 8, y(value) + 4,
+                     rate_text(std::abs(value)).insert(0, value < 0 ? "-" : ""));
+  }
+  for (size_t i = 0; i < plot.written.size(); ++i) {
+    points += text(number(x(plot.written_times[i])), ",", number(y(plot.written[i])), " ");
+  }
+  content += "<polyline class=\"written\" points=\"" + points + "\"/>";
+  for (size_t i = 0; i < plot.read.size(); ++i) {
+    if (std::isfinite(plot.read[i]))
+      content += dot("read", x(plot.read_times[i]), y(plot.read[i]), 1.9);
+  }
+  content += label("tick", left, bottom + 20, clock_text(begin) + " UTC");
+  content += label("tick end", right, bottom + 20, clock_text(end) + " UTC");
+  return svg(960, bottom + 30, "A block of values as written and as read back", content);
+}
+
+}  // namespace kelpcheck

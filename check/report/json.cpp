@@ -1,0 +1,86 @@
+// The form is described in kelpcheck(1); its version goes up when a field changes its meaning or
+// goes away.
+#include "records.h"
+#include "report/reports.h"
+
+namespace kelpcheck {
+
+using nlohmann::ordered_json;
+
+namespace {
+
+constexpr int kFormVersion = 1;
+
+ordered_json options_of(const Options &o) {
+  return {{"host", o.host},         {"port", o.port},       {"user", o.user},
+          {"option", o.option},     {"route", o.route},     {"size", o.size},
+          {"database", o.database}, {"points", o.points},   {"nodes", o.nodes},
+          {"samples", o.samples},   {"timeout", o.timeout}, {"max_skew", o.max_skew},
+          {"only", o.only},         {"skip", o.skip},       {"prefix", o.prefix},
+          {"keep", o.keep}};
+}
+
+ordered_json check_of(const CheckResult &result) {
+  ordered_json check{{"name", result.name},
+                     {"family", result.family},
+                     {"promise", result.promise},
+                     {"verdict", name_of(result.verdict)},
+                     {"seconds", result.seconds},
+                     {"compared", result.evidence.compared},
+                     {"differences", result.evidence.differences}};
+  if (result.evidence.differences > 0) {
+    check["first_difference"] = {{"where", result.evidence.where},
+                                 {"expected", result.evidence.expected},
+                                 {"got", result.evidence.got}};
+  }
+  if (!result.reason.empty()) check["reason"] = result.reason;
+  if (!result.output.empty()) check["library_output"] = result.output;
+  return check;
+}
+
+ordered_json figures() {
+  ordered_json all = ordered_json::array();
+  for (int op = 0; op < kOperations; ++op) {
+    const Figure &f = blackboard->figure(op);
+    const double rate = f.total > 0 ? double(f.rows) * 1e9 / double(f.total) : 0;
+    all.push_back({{"operation", kOperationNames[op]},
+                   {"calls", f.calls},
+                   {"rows", f.rows},
+                   {"failures", f.failures},
+                   {"rows_per_second", rate},
+                   {"seconds", double(f.total) / 1e9},
+                   {"shortest", double(f.shortest) / 1e9},
+                   {"median", f.quantile(0.5) / 1e9},
+                   {"percentile_95", f.quantile(0.95) / 1e9},
+                   {"longest", double(f.longest) / 1e9}});
+  }
+  return all;
+}
+
+}  // namespace
+
+std::string json_report(const Run &run) {
+  ordered_json report{{"form", "kelpcheck"},
+                      {"form_version", kFormVersion},
+                      {"program_version", KELPCHECK_VERSION},
+                      {"verdict", run.verdict()},
+                      {"exit_status", run.exit_status()},
+                      {"summary", run.summary()},
+                      {"library", run.library},
+                      {"machine", run.machine},
+                      {"started", clock_text(run.started)},
+                      {"seconds", run.seconds},
+                      {"seconds_in_calls", double(blackboard->time_in_calls()) / 1e9},
+                      {"options", options_of(run.options)},
+                      {"checks", ordered_json::array()},
+                      {"findings", ordered_json::array()}};
+  for (const CheckResult &result : run.results) report["checks"].push_back(check_of(result));
+  for (const auto &[question, answer] : run.findings) {
+    report["findings"].push_back({{"question", question}, {"answer", answer}});
+  }
+  report["figures"] = figures();
+  if (!run.plot.title.empty()) report["block"] = nlohmann::json(run.plot);
+  return report.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace kelpcheck

@@ -1,0 +1,39 @@
+// A run as text, JSON, JUnit XML and HTML.
+#pragma once
+
+#include <iosfwd>
+
+#include "run.h"
+
+namespace kelpcheck {
+
+// The text report, written as the run goes on, with a line of progress on standard error while that
+// is a terminal.
+class TextReport {
+ public:
+  TextReport(const Run &run, std::ostream &out, bool is_terminal);
+
+  void begin(const Plan &plan);
+  void check_ended(const CheckResult &result);
+  void tick(const CheckResult &running);
+  void end();  // figures, findings, verdict
+
+ private:
+  void wipe();
+  std::string coloured(const char *code, const std::string &word) const;
+  void figures();
+
+  const Run &run_;
+  std::ostream &out_;
+  bool colours_, progress_;
+  bool shown_ = false;
+  int64_t start_ = 0;
+  double weight_done_ = 0, weight_all_ = 0;
+  std::map<std::string, int> weights_;
+};
+
+std::string json_report(const Run &run);
+std::string junit_report(const Run &run);
+std::string html_report(const Run &run);
+
+}  // namespace kelpcheck
