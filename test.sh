@@ -4,8 +4,8 @@
 set -euo pipefail
 . "$(dirname "$0")/scripts/common.sh"
 
-need_packages g++ make cmake libsqlite3-dev libpq-dev libgtest-dev binutils valgrind \
-  postgresql pkgconf gnuplot-nox sqlite3
+need_packages g++ make cmake libsqlite3-dev libpq-dev libcli11-dev nlohmann-json3-dev \
+  libpugixml-dev libgtest-dev binutils valgrind postgresql pkgconf gnuplot-nox sqlite3
 build release
 build sanitize
 cd "$root/build/sanitize"

@@ -1,0 +1,248 @@
+// kelpcheck as its users run it: over healthy servers, where it must find nothing, in front of a
+// library that breaks one thing at a time, where it must name the right check, and interrupted.
+#include <signal.h>
+#include <sqlite3.h>
+
+#include <deque>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <pugixml.hpp>
+#include <sstream>
+
+#include "support/process.h"
+#include "support/required.h"
+#include "support/server.h"
+
+namespace kelptest {
+
+using namespace std::chrono_literals;
+using nlohmann::json;
+using Words = std::vector<std::string>;
+
+constexpr int kPassed = 0, kFailed = 1, kRefused = 2, kNoConnection = 3;
+
+std::string contents(const std::string &path) {
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
+// Commits need not reach the disk here.
+Words command(const std::string &host, const Words &options) {
+  Words words{CHECK_PROGRAM, "-H" + host, "-O", "8"};
+  words.insert(words.end(), options.begin(), options.end());
+  return words;
+}
+
+Words with_fault(const std::string &fault) {
+  return {"LD_PRELOAD=" FAULTY_LIBRARY, "KELP_FAULT=" + fault,
+          "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0"};
+}
+
+// What a store holds besides its database.
+std::string left_in(const std::string &store) {
+  sqlite3 *database = nullptr;
+  std::string counts;
+  const auto add = [](void *to, int, char **values, char **) {
+    *static_cast<std::string *>(to) += std::string(values[0]) + " ";
+    return 0;
+  };
+  sqlite3_open(store.c_str(), &database);
+  for (const char *table : {"object", "sample", "staged_sample", "current_value"}) {
+    const std::string query = std::string("SELECT count(*) FROM ") + table;
+    sqlite3_exec(database, query.c_str(), add, &counts, nullptr);
+  }
+  sqlite3_close(database);
+  return counts;
+}
+const char *const kNothingLeft = "1 0 0 0 ";
+
+const Words kSizes[] = {{},
+                        {"--points", "1", "--samples", "1"},
+                        {"--points", "997", "--samples", "7"},
+                        {"--points=23", "--samples=40", "--nodes=30"}};
+
+TEST(Healthy, OverSqliteEverythingPassesAndNothingStays) {
+  const TempFolder folder;
+  for (const Words &sizes : kSizes) {
+    Process run(command("file:" + folder.path("store"), sizes));
+    EXPECT_EQ(run.wait(120s), kPassed) << run.output();
+    EXPECT_NE(run.output().find("PASSED: all 49 checks passed"), std::string::npos);
+    EXPECT_EQ(run.errors(), "");
+    EXPECT_EQ(left_in(folder.path("store")), kNothingLeft);
+  }
+}
+
+TEST(Healthy, OverPostgresEverythingPassesAndNothingStays) {
+  REQUIRE_OR_SKIP(Server::available(), "PostgreSQL is not installed");
+  Server server;
+  const TempFolder folder;
+  std::ofstream(folder.path("secret")) << server.password() << "\n";
+  for (const Words &sizes : kSizes) {
+    Words words = command(server.host(), sizes);
+    words.insert(words.end(), {"--port", std::to_string(server.port()), "--password-file",
+                               folder.path("secret")});
+    Process run(words);
+    EXPECT_EQ(run.wait(120s), kPassed) << run.output() << run.errors();
+    for (const char *table : {"object WHERE kind > 8", "sample", "current_value"}) {
+      EXPECT_EQ(server.sql(std::string("SELECT count(*) FROM kelp.") + table, server.user()), "0");
+    }
+  }
+}
+
+// A run with a fault, of the check that has to find it.
+struct FaultRun {
+  std::string fault, check;
+  TempFolder folder;
+  Process process;
+
+  FaultRun(const std::string &fault_, const std::string &check_)
+      : fault(fault_),
+        check(check_),
+        process(command("file:" + folder.path("store"),
+                        {"--points=12", "--samples=20", "--timeout=0.5", "--only",
+                         check.starts_with("run.") ? "connection.status" : check}),
+                with_fault(fault)) {}
+
+  void expect_found() {
+    EXPECT_EQ(process.wait(60s), kFailed) << fault << process.output() << process.errors();
+    const size_t line = process.output().find("FAILED   " + check);
+    EXPECT_NE(line, std::string::npos) << fault << "\n" << process.output();
+    const std::string kind = fault.substr(fault.find(':') + 1);
+    if (kind != "hang" && kind != "crash" && kind != "abort" && kind != "exit") return;
+    const std::string operation = "kelp2_" + fault.substr(0, fault.find(':'));
+    EXPECT_NE(process.output().find(operation, line), std::string::npos) << process.output();
+  }
+};
+
+TEST(Fault, EveryOneIsFoundByTheCheckThatIsThereForIt) {
+  constexpr size_t at_a_time = 3;
+  std::ifstream table(FAULTS);
+  std::deque<std::unique_ptr<FaultRun>> runs;
+  size_t faults = 0;
+  for (std::string line; std::getline(table, line);) {
+    const size_t bar = line.find(" | ");
+    if (line.starts_with('#') || bar == std::string::npos) continue;
+    ++faults;
+    runs.push_back(std::make_unique<FaultRun>(line.substr(0, bar), line.substr(bar + 3)));
+    if (runs.size() < at_a_time) continue;
+    runs.front()->expect_found();
+    runs.pop_front();
+  }
+  for (const auto &run : runs) run->expect_found();
+  EXPECT_GE(faults, 90u);
+}
+
+TEST(Fault, ACallThatDoesNotReturnCostsOnlyTheRestOfItsFamily) {
+  const TempFolder folder;
+  const std::string report = folder.path("json");
+  Process run(command("file:" + folder.path("store"),
+                      {"--points=3", "--samples=3", "--timeout=0.5", "--only=values",
+                       "--only=cache", "--only=snapshot", "--json", report}),
+              with_fault("write_cache:hang"));
+  EXPECT_EQ(run.wait(60s), kFailed);
+  const json result = json::parse(contents(report));
+  for (const json &check : result["checks"]) {
+    const std::string family = check["family"];
+    const bool hung = check["name"] == "cache.batch.roundtrip";
+    EXPECT_EQ(check["verdict"], hung                ? "failed"
+                                : family == "cache" ? "not run"
+                                                    : "passed")
+        << check;
+    if (family != "cache") continue;
+    EXPECT_EQ(check["reason"], "kelp2_write_cache did not return within 0.5 s");
+  }
+  EXPECT_EQ(left_in(folder.path("store")), kNothingLeft);
+}
+
+TEST(Report, IsCompleteInEveryFormWhateverTheNamesAre) {
+  const TempFolder folder;
+  const std::string host = "file:" + folder.path("store");
+  Process run(
+      command(host, {"--points=3", "--samples=20", "--prefix", "<&\"'\x01>", "-Psecret word",
+                     "--only=connection", "--only=history", "--json", folder.path("json"),
+                     "--junit", folder.path("junit"), "--html", folder.path("html")}),
+      with_fault("init:tells the password"));
+  EXPECT_EQ(run.wait(60s), kPassed) << run.output() << run.errors();
+  const json report = json::parse(contents(folder.path("json")));
+  EXPECT_EQ(report["verdict"], "passed");
+  EXPECT_EQ(report["options"]["host"], host);
+  EXPECT_EQ(report["checks"].size(), 16u);
+  EXPECT_EQ(report["figures"].size(), 40u);
+  EXPECT_EQ(report["checks"][0]["library_output"], "login with ***\n");
+  pugi::xml_document junit, html;
+  ASSERT_TRUE(junit.load_file(folder.path("junit").c_str()));
+  const pugi::xml_node suite = junit.child("testsuites").child("testsuite");
+  EXPECT_EQ(suite.attribute("tests").as_int(), 16);
+  EXPECT_EQ(std::distance(suite.children("testcase").begin(), suite.children("testcase").end()),
+            16);
+  ASSERT_TRUE(html.load_file(folder.path("html").c_str()));
+  EXPECT_NE(html.select_node("//svg//polyline"), pugi::xpath_node());
+  for (const char *form : {"json", "junit", "html"}) {
+    const std::string text = contents(folder.path(form));
+    EXPECT_EQ(text.find("secret word"), std::string::npos) << form;
+    EXPECT_EQ(text.find('\x01'), std::string::npos) << form;
+    EXPECT_EQ(text.find("src="), std::string::npos) << form;
+  }
+}
+
+TEST(Report, WrongUsageAndWhatCannotBeWrittenIsStatusTwoAndALine) {
+  const TempFolder folder;
+  const std::string host = "file:" + folder.path("store");
+  const std::pair<Words, std::string> cases[] = {
+      {{"--json", "/dev/full"}, "cannot write /dev/full: No space left on device"},
+      {{"--html", folder.path("none/report")}, "No such file or directory"},
+      {{"--only", "nosuch"}, "no check matches \"nosuch\""},
+      {{"--points", "0"}, "--points"},
+      {{"--prefix", "A.B"}, "--prefix"},
+      {{"--password-file", folder.path("none")}, "cannot read"},
+      {{"--json", "-", "--html=-"}, "only one report"},
+      {{"--bogus"}, "--bogus"}};
+  for (const auto &[options, complaint] : cases) {
+    Words words = command(host, {"--only=connection.status", "--samples=1"});
+    words.insert(words.end(), options.begin(), options.end());
+    Process run(words);
+    EXPECT_EQ(run.wait(30s), kRefused) << complaint;
+    EXPECT_NE(run.errors().find(complaint), std::string::npos) << run.errors();
+  }
+  Process full({"sh", "-c", CHECK_PROGRAM " -H" + host + " --only connection.status > /dev/full"});
+  EXPECT_EQ(full.wait(30s), kRefused);
+  EXPECT_NE(full.errors().find("standard output"), std::string::npos);
+  Process unreachable(command("127.0.0.1", {"-C" + std::to_string(free_port())}));
+  EXPECT_EQ(unreachable.wait(30s), kNoConnection) << unreachable.output();
+}
+
+TEST(Interrupted, TheTreeIsRemovedAndWhatWasFoundIsReported) {
+  for (const int signal_number : {SIGINT, SIGTERM}) {
+    const TempFolder folder;
+    const std::string report = folder.path("json");
+    Process run(command("file:" + folder.path("store"), {"--json", report, "-PnobodySees"}));
+    ASSERT_TRUE(run.wait_for_output("values.byid.roundtrip", 60s)) << run.errors();
+    const std::string line = contents("/proc/" + std::to_string(run.pid()) + "/cmdline");
+    EXPECT_EQ(line.find("nobodySees"), std::string::npos);
+    run.signal(signal_number);
+    EXPECT_EQ(run.wait(30s), 128 + signal_number);
+    const json result = json::parse(contents(report));
+    EXPECT_EQ(result["verdict"], "interrupted");
+    EXPECT_EQ(result["checks"].front()["verdict"], "passed");
+    EXPECT_EQ(result["checks"].at(47)["reason"], "interrupted");
+    EXPECT_EQ(result["checks"].back()["verdict"], "passed");
+    EXPECT_EQ(left_in(folder.path("store")), kNothingLeft);
+  }
+}
+
+TEST(Tree, OfAnEarlierRunIsRemovedWhateverItsSize) {
+  const TempFolder folder;
+  const std::string host = "file:" + folder.path("store");
+  Process kept(command(host, {"--keep", "--nodes=250", "--only=values.later", "--samples=1"}));
+  EXPECT_EQ(kept.wait(60s), kPassed) << kept.output();
+  EXPECT_NE(left_in(folder.path("store")), kNothingLeft);
+  Process other(command(
+      host, {"--keep", "--prefix=OTHER", "--only=values.later", "--nodes=1", "--points=5"}));
+  EXPECT_EQ(other.wait(60s), kPassed);
+  Process next(command(host, {"--only=values.later", "--samples=1"}));
+  EXPECT_EQ(next.wait(60s), kPassed) << next.output();
+  EXPECT_TRUE(left_in(folder.path("store")).starts_with("7 "));  // the database, and OTHER's
+}
+
+}  // namespace kelptest
