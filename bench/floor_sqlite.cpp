@@ -21,8 +21,8 @@ using bench::Ids, bench::Names, bench::Objects, bench::Samples;
 using kelp::sqlite::Statement;
 
 // The library's tables.
-#define SAMPLES "sample"
-#define CURRENT_VALUES "current_value"
+#define SAMPLES "merged_sample"
+#define CURRENT_VALUES "merged_value"
 
 constexpr size_t kMostRows = 64;  // of one statement
 

@@ -8,8 +8,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
+#include "sqlite/turns.h"
 #include "store/result_code.h"
 
 namespace kelp::sqlite {
@@ -39,6 +41,7 @@ class Statement {
   int64_t integer(int column) const { return sqlite3_column_int64(handle_.get(), column); }
   double real(int column) const;  // NaN for NULL
   std::string text(int column) const;
+  std::string_view bytes(int column) const;  // until the next step
 
  private:
   friend class Database;
@@ -63,17 +66,23 @@ class Database {
   // Whether closing may move the write-ahead log into the file; not until the file is known as
   // ours.
   void merge_log_on_close(bool allowed);
+  // Closes the file as it is. What is called afterwards fails.
+  void let_go();
+  bool is_open() const { return handle_ != nullptr; }
 
   // The prepared statement of this text, made once.
   Statement &statement(const std::string &sql);
-  // Ends the runs that an exception has left in their middle.
-  void reset_statements();
+  // Ends a transaction that is open, and the statements that an exception has left in their middle.
+  void roll_back();
   // Runs one or several statements without parameters or rows.
   void execute(const std::string &sql);
   // The one number that a query without parameters yields.
   int64_t number(const std::string &sql);
 
-  bool in_transaction() const { return sqlite3_get_autocommit(handle_.get()) == 0; }
+  // The rows that the last statement changed.
+  int64_t changes() const { return sqlite3_changes64(handle_.get()); }
+  Turns &turns() { return turns_; }
+  bool in_transaction() const { return handle_ && sqlite3_get_autocommit(handle_.get()) == 0; }
   bool read_only() const { return sqlite3_db_readonly(handle_.get(), "main") == 1; }
   const std::string &path() const { return path_; }
 
@@ -86,10 +95,14 @@ class Database {
     void operator()(sqlite3 *database) const { sqlite3_close_v2(database); }
   };
   static int wait_for_lock(void *self, int attempt);
+  static int after_commit(void *self, sqlite3 *handle, const char *name, int log_pages);
+  void begin_log_anew(int log_pages);
 
   std::string path_;
-  std::chrono::seconds longest_wait_;
+  std::chrono::milliseconds longest_wait_;
   std::chrono::steady_clock::time_point wait_began_;
+  Turns turns_;
+  int long_log_;  // pages from which on the log is too long
   std::unique_ptr<sqlite3, Closer> handle_;
   std::unordered_map<std::string, Statement> statements_;
 };
@@ -103,10 +116,12 @@ class Transaction {
   ~Transaction();
   Transaction(const Transaction &) = delete;
   Transaction &operator=(const Transaction &) = delete;
+  // Throws kLost if nobody can know whether it took effect.
   void commit();
 
  private:
   Database &database_;
+  Kind kind_;
 };
 
 }  // namespace kelp::sqlite

@@ -13,30 +13,24 @@ std::string insert_statement(const char *table, const char *conflict, size_t row
 
 }  // namespace
 
-SampleWriter::SampleWriter(const char *table, const char *conflict) {
+SampleWriter::SampleWriter(Database &database, const char *table, const char *conflict)
+    : database_(database) {
   for (size_t i = 0; i < kSizes.size(); ++i) {
     statements_[i] = insert_statement(table, conflict, kSizes[i]);
   }
 }
 
-void SampleWriter::write(Database &database, const SampleRows &rows,
-                         const std::vector<ResultCode> &codes) const {
-  size_t left = 0;
-  for (const ResultCode code : codes) left += code == kOk;
-
-  size_t row = 0;
-  for (size_t i = 0; i < kSizes.size() && left > 0; ++i) {
-    if (left < kSizes[i]) continue;
-    Statement &insert = database.statement(statements_[i]);
-    for (; left >= kSizes[i]; left -= kSizes[i]) {
+void SampleWriter::write(std::span<const PointSample> samples) const {
+  for (size_t i = 0; i < kSizes.size() && !samples.empty(); ++i) {
+    if (samples.size() < kSizes[i]) continue;
+    Statement &insert = database_.statement(statements_[i]);
+    for (; samples.size() >= kSizes[i]; samples = samples.subspan(kSizes[i])) {
       int parameter = 0;
-      for (size_t taken = 0; taken < kSizes[i]; ++row) {
-        if (codes[row] != kOk) continue;
-        insert.bind(++parameter, int64_t{rows.ids[row]});
-        insert.bind(++parameter, int64_t{rows.times[row]});
-        insert.bind(++parameter, int64_t{rows.statuses[row]});
-        insert.bind(++parameter, rows.values[row]);
-        ++taken;
+      for (const auto &[point, sample] : samples.first(kSizes[i])) {
+        insert.bind(++parameter, int64_t{point});
+        insert.bind(++parameter, int64_t{sample.time});
+        insert.bind(++parameter, int64_t{sample.status});
+        insert.bind(++parameter, sample.value);
       }
       insert.run();
     }

@@ -5,10 +5,11 @@
 
 namespace kelp::sqlite {
 
-// True if the tables are there, false in an empty file; fails on a file that is not for us.
+// True if the tables are there, false in an empty file or in a store of an older version; fails on
+// a file that is not for us.
 bool has_schema(Database &database);
 
-// Makes the tables, inside a write transaction.
+// Makes the tables, or brings those of an older version up to date, inside a write transaction.
 void create_schema(Database &database);
 
 }  // namespace kelp::sqlite

@@ -1,18 +1,12 @@
-// Samples are kept in key order. Snapshots, which touch every point at one time, would write all
-// over that order; they are staged as they come and merged, sorted, by the first call that needs
-// them there. Every write but a snapshot merges first, so that the later write of a key wins.
+// Here are the transactions and which points exist; samples.h has what becomes of their samples.
 #include "sqlite/sqlite_store.h"
 
+#include <chrono>
 #include <ctime>
 
 namespace kelp::sqlite {
 
 namespace {
-
-Sample sample_of(const Statement &row, int first_column) {
-  return {static_cast<int32_t>(row.integer(first_column)),
-          static_cast<int16_t>(row.integer(first_column + 1)), row.real(first_column + 2)};
-}
 
 SqlValue value_of(const Statement &row, int column) {
   switch (row.type(column)) {
@@ -21,13 +15,6 @@ SqlValue value_of(const Statement &row, int column) {
     case SQLITE_TEXT: return row.text(column);
     default: return std::monostate();
   }
-}
-
-// The first three parameters of a query on the samples of a point.
-void bind_range(Statement &query, RangeStart point, int32_t end) {
-  query.bind(1, int64_t{point.id});
-  query.bind(2, int64_t{point.begin});
-  query.bind(3, int64_t{end});
 }
 
 struct Binder {
@@ -42,47 +29,39 @@ struct Binder {
 }  // namespace
 
 SqliteStore::SqliteStore(const std::string &path, int wait_seconds, bool lazy_commits)
-    : file_(path, wait_seconds, lazy_commits),
-      samples_("sample", kReplaceSample),
-      staged_("staged_sample", ""),
-      current_values_("current_value", kReplaceCurrentValue) {}
+    : file_(path, wait_seconds, lazy_commits), samples_(file_.database()) {
+  adopt_staged();
+}
 
 template <typename Work>
-auto SqliteStore::read(Reads what, Work &&work) {
-  if (what == Reads::samples && has_staged()) {
-    write([&] { merge_staged(); });
-  }
-  file_.check_in_place();
+auto SqliteStore::read(Work &&work) {
+  file_.check();
   Transaction transaction(database(), Transaction::Kind::read);
-  forget_known_points_of_others();
+  forget_erased_points();
   return work();
 }
 
 template <typename Work>
 auto SqliteStore::write(Work &&work) {
-  file_.check_in_place();
-  Transaction transaction(database(), Transaction::Kind::write);
-  forget_known_points_of_others();
-  const auto commit = [&] {
+  file_.check();
+  auto result = [&] {
+    Transaction transaction(database(), Transaction::Kind::write);
+    forget_erased_points();
+    auto done = work();
     transaction.commit();
-    file_.check_in_place();
-  };
-  if constexpr (std::is_void_v<decltype(work())>) {
-    work();
-    commit();
-  } else {
-    auto result = work();
-    commit();
-    return result;
-  }
+    return done;
+  }();
+  file_.check();
+  return result;
 }
 
 bool SqliteStore::alive() {
-  return file_.in_place() && database().number("SELECT count(*) FROM object WHERE id = 1") >= 0;
+  file_.check();
+  return database().number("SELECT count(*) FROM object WHERE id = 1") >= 0;
 }
 
 int32_t SqliteStore::now() {
-  file_.check_in_place();
+  file_.check();
   return static_cast<int32_t>(std::time(nullptr));
 }
 
@@ -109,16 +88,11 @@ std::vector<std::vector<SqlRow>> SqliteStore::run(Access access,
     for (const SqlCommand &command : commands) results.push_back(run_one(command));
     return results;
   };
-  if (access == Access::read) return read(Reads::tree, run_all);
-  known_.clear();
-  return write([&] {
-    merge_staged();
-    return run_all();
-  });
+  return access == Access::read ? read(run_all) : write(run_all);
 }
 
 std::vector<int32_t> SqliteStore::point_ids(std::span<const std::string> names) {
-  return read(Reads::tree, [&] {
+  return read([&] {
     static const std::string select = "SELECT id FROM object WHERE full_name = ? AND " + kIsPoint;
     Statement &query = database().statement(select);
     std::vector<int32_t> ids;
@@ -142,132 +116,147 @@ bool SqliteStore::known(int32_t id) {
   return found;
 }
 
-void SqliteStore::forget_known_points_of_others() {
-  const int64_t version = database().number("PRAGMA data_version");
-  if (version != data_version_) known_.clear();
-  data_version_ = version;
+void SqliteStore::forget_erased_points() {
+  const int64_t erasures =
+      database().number("SELECT seq FROM sqlite_sequence WHERE name = 'erased_point'");
+  if (erasures != erasures_) known_.clear();
+  erasures_ = erasures;
 }
 
 std::vector<bool> SqliteStore::known_points(std::span<const int32_t> ids) {
-  return read(Reads::tree, [&] {
+  return read([&] {
     std::vector<bool> result;
     for (const int32_t id : ids) result.push_back(known(id));
     return result;
   });
 }
 
-bool SqliteStore::has_staged() {
-  return database().number("SELECT EXISTS (SELECT 1 FROM staged_sample)") != 0;
-}
-
-void SqliteStore::merge_staged() {
-  if (!has_staged()) return;
-  static const std::string merge =
-      std::string(
-          "INSERT INTO sample SELECT point_id, time, status, value FROM staged_sample"
-          " WHERE true ORDER BY point_id, time, seq") +
-      kReplaceSample;
-  database().statement(merge).run();
-  database().statement("DELETE FROM staged_sample").run();
+std::vector<ResultCode> SqliteStore::codes_of(const SampleRows &rows) {
+  std::vector<ResultCode> codes(rows.count, kOk);
+  for (size_t row = 0; row < rows.count; ++row) {
+    const bool repeated = row > 0 && rows.ids[row] == rows.ids[row - 1];
+    codes[row] = repeated ? codes[row - 1] : known(rows.ids[row]) ? kOk : kUnknownName;
+  }
+  return codes;
 }
 
 std::vector<ResultCode> SqliteStore::write(WriteKind kind, const SampleRows &rows) {
   return write([&] {
-    std::vector<ResultCode> codes(rows.count, kOk);
-    for (size_t row = 0; row < rows.count; ++row) {
-      const bool repeated = row > 0 && rows.ids[row] == rows.ids[row - 1];
-      codes[row] = repeated ? codes[row - 1] : known(rows.ids[row]) ? kOk : kUnknownName;
-    }
-    if (kind == WriteKind::snapshot) {
-      staged_.write(database(), rows, codes);
-    } else {
-      merge_staged();
-      samples_.write(database(), rows, codes);
-    }
-    if (kind == WriteKind::realtime) current_values_.write(database(), rows, codes);
+    const std::vector<ResultCode> codes = codes_of(rows);
+    samples_.write(kind, rows, codes);
+    erase_some();
     return codes;
   });
 }
 
-// Runs a query for one sample per point, whose first parameter is the point.
-std::vector<Reading> SqliteStore::read_each(std::span<const int32_t> ids, Statement &query) {
-  std::vector<Reading> readings;
-  for (const int32_t id : ids) {
-    query.bind(1, int64_t{id});
-    if (query.step()) {
-      readings.push_back({sample_of(query, 0), kOk});
-    } else {
-      readings.push_back({{}, known(id) ? kNoValue : kUnknownName});
+// The points, with 0, which is none, in place of those that do not exist.
+std::vector<int32_t> SqliteStore::existing(std::span<const int32_t> ids) {
+  std::vector<int32_t> points(ids.begin(), ids.end());
+  for (int32_t &id : points) id = known(id) ? id : 0;
+  return points;
+}
+
+template <typename Look>
+std::vector<Reading> SqliteStore::read_each(std::span<const int32_t> ids, Look &&look) {
+  return read([&] {
+    const std::vector<int32_t> points = existing(ids);
+    const std::vector<std::optional<Sample>> samples = look(points);
+    std::vector<Reading> readings;
+    for (size_t i = 0; i < points.size(); ++i) {
+      const ResultCode error = points[i] == 0 ? kUnknownName : samples[i] ? kOk : kNoValue;
+      readings.push_back({samples[i].value_or(Sample()), error});
     }
-    query.reset();
-  }
-  return readings;
+    return readings;
+  });
 }
 
 std::vector<Reading> SqliteStore::current(std::span<const int32_t> ids) {
-  return read(Reads::tree, [&] {
-    return read_each(ids, database().statement(
-                              "SELECT time, status, value FROM current_value WHERE point_id = ?"));
-  });
+  return read_each(ids, [&](const auto &points) { return samples_.current(points); });
 }
 
 std::vector<Reading> SqliteStore::as_of(std::span<const int32_t> ids, int32_t time) {
-  return read(Reads::samples, [&] {
-    Statement &query = database().statement(
-        "SELECT time, status, value FROM sample WHERE point_id = ? AND time <= ?"
-        " ORDER BY time DESC LIMIT 1");
-    query.bind(2, int64_t{time});
-    return read_each(ids, query);
-  });
+  return read_each(ids, [&](const auto &points) { return samples_.as_of(points, time); });
 }
 
 std::vector<std::vector<Sample>> SqliteStore::range(std::span<const RangeStart> points, int32_t end,
                                                     size_t limit) {
-  return read(Reads::samples, [&] {
-    Statement &query = database().statement(
-        "SELECT time, status, value FROM sample WHERE point_id = ? AND time >= ? AND time < ?"
-        " ORDER BY time LIMIT ?");
-    std::vector<std::vector<Sample>> rows(points.size());
-    for (size_t i = 0; i < points.size(); ++i) {
-      bind_range(query, points[i], end);
-      query.bind(4, static_cast<int64_t>(limit));
-      while (query.step()) rows[i].push_back(sample_of(query, 0));
-      rows[i].shrink_to_fit();
-    }
-    return rows;
+  return read([&] {
+    std::vector<RangeStart> there(points.begin(), points.end());
+    for (RangeStart &point : there) point.id = known(point.id) ? point.id : 0;
+    return samples_.range(there, end, limit);
   });
 }
 
 int64_t SqliteStore::count(RangeStart point, int32_t end, int32_t step) {
-  return read(Reads::samples, [&] {
-    return step == 1 ? count_samples(point, end) : count_intervals(point, end, step);
-  });
+  return read([&] { return known(point.id) ? samples_.count(point, end, step) : 0; });
 }
 
-int64_t SqliteStore::count_samples(RangeStart point, int32_t end) {
-  Statement &query = database().statement(
-      "SELECT count(*) FROM sample WHERE point_id = ? AND time >= ? AND time < ?");
-  bind_range(query, point, end);
-  query.step();
-  const int64_t samples = query.integer(0);
-  query.reset();
-  return samples;
-}
-
-// Times come in order here, so that no temporary table is needed as for count(DISTINCT ...).
-int64_t SqliteStore::count_intervals(RangeStart point, int32_t end, int32_t step) {
-  Statement &query = database().statement(
-      "SELECT time FROM sample WHERE point_id = ? AND time >= ? AND time < ? ORDER BY time");
-  bind_range(query, point, end);
-  int64_t intervals = 0;
-  int64_t next = point.begin;  // where the next interval begins
-  while (query.step()) {
-    const int64_t time = query.integer(0);
-    if (time < next) continue;
-    ++intervals;
-    next = time - (time - point.begin) % step + step;
+std::vector<ResultCode> SqliteStore::erase(const std::string &parent,
+                                           std::span<const int32_t> ids) {
+  const auto codes = SqlStore::erase(parent, ids);
+  // What this does not come to, later calls do.
+  constexpr auto longest = std::chrono::milliseconds(250);
+  const auto deadline = std::chrono::steady_clock::now() + longest;
+  while (write([&] { return erase_some(); }) && std::chrono::steady_clock::now() < deadline) {
   }
-  return intervals;
+  return codes;
+}
+
+std::vector<SqlCommand> SqliteStore::forget_samples(int64_t id) const {
+  return {{"INSERT INTO erased_point (point_id) SELECT $1 WHERE changes() > 0", {id}}};
+}
+
+bool SqliteStore::erase_some() {
+  constexpr int64_t most_samples = 10'000;
+  for (int64_t left = most_samples; left > 0;) {
+    const int64_t point =
+        database().number("SELECT point_id FROM erased_point ORDER BY seq LIMIT 1");
+    if (point == 0) return false;
+    const int64_t erased = samples_.erase(static_cast<int32_t>(point), left);
+    if (erased == left) return true;
+    left -= erased + 1;
+    database()
+        .statement("DELETE FROM erased_point WHERE seq = (SELECT min(seq) FROM erased_point)")
+        .run();
+  }
+  return true;
+}
+
+void SqliteStore::adopt_staged() {
+  const char *exists = "SELECT count(*) FROM sqlite_master WHERE name = 'version_1_staged_sample'";
+  if (database().number(exists) == 0) return;
+  while (write([&] { return adopt_some(); })) {
+  }
+}
+
+bool SqliteStore::adopt_some() {
+  const char *exists = "SELECT count(*) FROM sqlite_master WHERE name = 'version_1_staged_sample'";
+  if (database().number(exists) == 0) return false;  // another program was faster
+  std::vector<int32_t> ids, times;
+  std::vector<int16_t> statuses;
+  std::vector<double> values;
+  int64_t last = 0;
+  Statement &select = database().statement(
+      "SELECT seq, point_id, time, status, value FROM version_1_staged_sample ORDER BY seq"
+      " LIMIT 50000");
+  while (select.step()) {
+    last = select.integer(0);
+    ids.push_back(static_cast<int32_t>(select.integer(1)));
+    times.push_back(static_cast<int32_t>(select.integer(2)));
+    statuses.push_back(static_cast<int16_t>(select.integer(3)));
+    values.push_back(select.real(4));
+  }
+  if (ids.empty()) {
+    database().execute("DROP TABLE version_1_staged_sample");
+    return false;
+  }
+  const SampleRows rows{ids.size(), Column<int32_t>::of(ids.data()),
+                        Column<int32_t>::of(times.data()), statuses.data(), values.data()};
+  samples_.write(WriteKind::snapshot, rows, codes_of(rows));
+  Statement &erase = database().statement("DELETE FROM version_1_staged_sample WHERE seq <= ?");
+  erase.bind(1, last);
+  erase.run();
+  return true;
 }
 
 }  // namespace kelp::sqlite

@@ -3,7 +3,7 @@
 
 #include <unordered_set>
 
-#include "sqlite/sample_writer.h"
+#include "sqlite/samples.h"
 #include "sqlite/store_file.h"
 #include "store/sql_store.h"
 
@@ -23,18 +23,19 @@ class SqliteStore final : public SqlStore {
   std::vector<std::vector<Sample>> range(std::span<const RangeStart> points, int32_t end,
                                          size_t limit) override;
   int64_t count(RangeStart point, int32_t end, int32_t step) override;
+  std::vector<ResultCode> erase(const std::string &parent, std::span<const int32_t> ids) override;
 
  protected:
   std::vector<std::vector<SqlRow>> run(Access access,
                                        const std::vector<SqlCommand> &commands) override;
+  std::vector<SqlCommand> forget_samples(int64_t id) const override;
+  std::string label() const override { return "store " + file_.path(); }
 
  private:
-  // What a read looks at: staged snapshots are merged before samples are read.
-  enum class Reads { tree, samples };
   // Run the work in a transaction, on a file that is in its place before and after, and with
   // nothing remembered that other programs have changed.
   template <typename Work>
-  auto read(Reads what, Work &&work);
+  auto read(Work &&work);
   template <typename Work>
   auto write(Work &&work);
 
@@ -42,22 +43,21 @@ class SqliteStore final : public SqlStore {
   std::vector<SqlRow> run_one(const SqlCommand &command);
   // Whether a point exists, inside a transaction.
   bool known(int32_t id);
-  void forget_known_points_of_others();
-  bool has_staged();
-  // Merges staged snapshots into the samples, inside a write transaction.
-  void merge_staged();
-  std::vector<Reading> read_each(std::span<const int32_t> ids, Statement &query);
-
-  // Inside a transaction.
-  int64_t count_samples(RangeStart point, int32_t end);
-  int64_t count_intervals(RangeStart point, int32_t end, int32_t step);
+  void forget_erased_points();
+  std::vector<ResultCode> codes_of(const SampleRows &rows);
+  std::vector<int32_t> existing(std::span<const int32_t> ids);
+  template <typename Look>
+  std::vector<Reading> read_each(std::span<const int32_t> ids, Look &&look);
+  // Merges what a version of before had staged.
+  void adopt_staged();
+  bool adopt_some();
+  // Deletes samples of points that are gone, of which there may be millions; false if all are.
+  bool erase_some();
 
   StoreFile file_;
-  SampleWriter samples_;
-  SampleWriter staged_;
-  SampleWriter current_values_;
-  std::unordered_set<int32_t> known_;  // points seen to exist since data_version_
-  int64_t data_version_ = 0;
+  Samples samples_;
+  std::unordered_set<int32_t> known_;  // points seen to exist since erasures_
+  int64_t erasures_ = 0;
 };
 
 }  // namespace kelp::sqlite

@@ -2,15 +2,10 @@
 // the same store at once: the schema is made under the write lock and looked for again there.
 #include "sqlite/store_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <filesystem>
+#include <map>
+#include <mutex>
 #include <thread>
 
 #include "sqlite/schema.h"
@@ -19,36 +14,36 @@ namespace kelp::sqlite {
 
 namespace {
 
-[[noreturn]] void fail_with_errno(const std::string &path, int error) {
-  const ResultCode code = error == ENOSPC ? kStorageFull : kDenied;
-  throw Failure(code, "store " + path + ": " + std::strerror(error));
-}
+// The stores that this process has open. All its connections to one file share what SQLite keeps in
+// memory of it, so that one whose files were removed would spoil every other.
+class OpenFiles {
+ public:
+  // Throws kLost if the file is open here with other companions than those that are there now.
+  void check(const std::string &path) {
+    const StoreFiles now(path);
+    const std::lock_guard lock(mutex_);
+    for (const auto &[owner, files] : files_) {
+      if (files.file != now.file || files == now) continue;
+      throw Failure(kLost, "store " + path +
+                               ": this program has it open since before its -wal or"
+                               " -shm was removed, and must use or close that connection first");
+    }
+  }
+  void add(const StoreFile *owner, const StoreFiles &files) {
+    const std::lock_guard lock(mutex_);
+    files_.emplace(owner, files);
+  }
+  void remove(const StoreFile *owner) {
+    const std::lock_guard lock(mutex_);
+    files_.erase(owner);
+  }
 
-// Makes an empty file that only its owner can read. A file that exists is not even opened: closing
-// it again would drop the locks that this process holds on it through SQLite.
-void create_if_missing(const std::string &path) {
-  const int file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (file >= 0) {
-    close(file);
-  } else if (errno != EEXIST) {
-    fail_with_errno(path, errno);
-  }
-}
+ private:
+  std::mutex mutex_;
+  std::map<const StoreFile *, StoreFiles> files_;
+};
 
-void check_kind(const std::string &path) {
-  constexpr off_t smallest_database = 512;
-  struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) fail_with_errno(path, errno);
-  if (!S_ISREG(status.st_mode)) throw Failure(kDenied, "store " + path + ": not a file");
-  // SQLite would take a file of one byte for an empty one.
-  if (status.st_size > 0 && status.st_size < smallest_database) {
-    throw Failure(kForeignStore, "store " + path + ": file is not a database");
-  }
-  const std::string folder = std::filesystem::path(path).parent_path().string();
-  if (access(folder.c_str(), W_OK) != 0) {
-    throw Failure(kDenied, "store " + path + ": its directory cannot be written");
-  }
-}
+OpenFiles open_files;
 
 // The switch to WAL is the one lock that SQLite's own waiting does not cover.
 void switch_to_wal(Database &database, int wait_seconds) {
@@ -67,23 +62,23 @@ void switch_to_wal(Database &database, int wait_seconds) {
 
 }  // namespace
 
-StoreFile::StoreFile(const std::string &path, int wait_seconds, bool lazy_commits) {
-  if (path.empty()) throw Failure(kInvalidArgument, "store: the host \"file:\" names no file");
-  std::error_code error;
-  const std::string absolute = std::filesystem::absolute(path, error).string();
-  if (error) fail_with_errno(path, error.value());
-  create_if_missing(absolute);
-
-  check_kind(absolute);
-  file_ = identity_of(absolute);
-
-  database_ = std::make_unique<Database>(absolute, wait_seconds);
+StoreFile::StoreFile(const std::string &given, int wait_seconds, bool lazy_commits) {
+  const std::string path = prepare_path(given);
+  open_files.check(path);
+  const FileIdentity file = identity_of(path);
+  database_ = std::make_unique<Database>(path, wait_seconds);
   prepare(wait_seconds, lazy_commits);
-  // SQLite opens its log with the first transaction, and keeps it for as long as a session is open.
+  // SQLite opens its own files with the first transaction, and keeps them open.
   has_schema(*database_);
-  log_path_ = absolute + "-wal";
-  log_ = identity_of(log_path_);
-  check_in_place();
+  files_ = StoreFiles(path);
+  if (files_.file != file) files_.file = {};
+  open_files.add(this, files_);
+  check();
+}
+
+StoreFile::~StoreFile() {
+  open_files.remove(this);
+  if (database_->is_open() && !in_place()) database_->let_go();
 }
 
 void StoreFile::prepare(int wait_seconds, bool lazy_commits) {
@@ -91,10 +86,11 @@ void StoreFile::prepare(int wait_seconds, bool lazy_commits) {
   database_->merge_log_on_close(true);
   if (database_->read_only()) database_->fail(kDenied, "the file cannot be written");
   switch_to_wal(*database_, wait_seconds);
-  database_->execute(lazy_commits ? "PRAGMA synchronous = OFF" : "PRAGMA synchronous = FULL");
+  // Without NORMAL's few syncs a crash could damage the whole store, with all that others wrote.
+  database_->execute(lazy_commits ? "PRAGMA synchronous = NORMAL" : "PRAGMA synchronous = FULL");
   database_->execute("PRAGMA cache_size = -16384");            // KiB
-  database_->execute("PRAGMA wal_autocheckpoint = 4000");      // pages
-  database_->execute("PRAGMA journal_size_limit = 67108864");  // bytes left after a large merge
+  database_->execute("PRAGMA temp_store = MEMORY");            // no files elsewhere
+  database_->execute("PRAGMA journal_size_limit = 67108864");  // bytes left after a large call
   if (made) return;
 
   Transaction transaction(*database_, Transaction::Kind::write);
@@ -102,21 +98,26 @@ void StoreFile::prepare(int wait_seconds, bool lazy_commits) {
   transaction.commit();
 }
 
-StoreFile::Identity StoreFile::identity_of(const std::string &path) {
-  struct stat status = {};
-  const bool there = stat(path.c_str(), &status) == 0;
-  return there ? Identity(status.st_dev, status.st_ino) : Identity();
-}
-
 bool StoreFile::in_place() const {
-  struct stat status = {};
-  if (stat(database_->path().c_str(), &status) != 0 || status.st_size == 0) return false;
-  return Identity(status.st_dev, status.st_ino) == file_ && identity_of(log_path_) == log_;
+  std::error_code error;
+  const auto size = std::filesystem::file_size(database_->path(), error);
+  return !error && size > 0 && StoreFiles(database_->path()) == files_;
 }
 
-void StoreFile::check_in_place() const {
-  if (!in_place())
-    database_->fail(kLost, "the file, or its -wal, was deleted or replaced while it was open");
+void StoreFile::check() {
+  if (!database_->is_open()) throw Failure(kLost);  // which was told
+  database_->roll_back();
+  const bool stuck = database_->in_transaction();
+  if (in_place() && !stuck) return;
+  let_go();
+  database_->fail(kLost, stuck ? "a transaction could not be ended"
+                               : "the file, its -wal or its -shm was deleted or replaced while it"
+                                 " was open");
+}
+
+void StoreFile::let_go() {
+  open_files.remove(this);
+  database_->let_go();
 }
 
 }  // namespace kelp::sqlite

@@ -1,14 +1,13 @@
-// The file of a store: made with its schema if it is new, refused if it is not ours, and watched,
-// since SQLite itself does not notice when the file that it writes to is no longer the one there.
+// The file of a store, open: made with its schema if it is new, refused if it is not ours, and
+// watched together with the two files beside it, since SQLite itself does not notice when what it
+// writes to is no longer what is there.
 #pragma once
-
-#include <sys/types.h>
 
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "sqlite/database.h"
+#include "sqlite/store_path.h"
 
 namespace kelp::sqlite {
 
@@ -16,24 +15,24 @@ class StoreFile {
  public:
   // Opens the store, making it if there is no file or an empty one.
   StoreFile(const std::string &path, int wait_seconds, bool lazy_commits);
+  ~StoreFile();
+  StoreFile(const StoreFile &) = delete;
+  StoreFile &operator=(const StoreFile &) = delete;
 
   Database &database() { return *database_; }
-  // True while the paths still lead to the file that was opened and to its write-ahead log.
-  bool in_place() const;
-  // Throws kLost otherwise.
-  void check_in_place() const;
+  const std::string &path() const { return database_->path(); }
+  // Between transactions: throws kLost if the paths do not lead to the files that were opened any
+  // more, or if a transaction could not be ended. The files are let go of then, so that this
+  // process can open those that are there now.
+  void check();
 
  private:
-  // What tells a file from any other.
-  using Identity = std::pair<dev_t, ino_t>;
-  static Identity identity_of(const std::string &path);
-
+  bool in_place() const;
   void prepare(int wait_seconds, bool lazy_commits);
+  void let_go();
 
   std::unique_ptr<Database> database_;
-  std::string log_path_;
-  Identity file_;
-  Identity log_;
+  StoreFiles files_;
 };
 
 }  // namespace kelp::sqlite

@@ -10,17 +10,17 @@ namespace kelp {
 namespace {
 
 constexpr int64_t kDaySeconds = 86400;
-// Beyond this every moment lies off the scale, whatever the other fields say.
-constexpr int64_t kMostMonths = int64_t{12} * 30000;
+// The calendar repeats itself; the years of the library reach only from -32767 to 32767.
+constexpr int64_t kEraMonths = 400 * 12;
+constexpr int64_t kEraDays = 146097;
 
 // Days from the epoch to the first day of a month, which counts from January of year 0.
 int64_t days_to_month(int64_t month) {
   using namespace std::chrono;
-  month = std::clamp(month, -kMostMonths, kMostMonths);
-  const int64_t year_number = month >= 0 ? month / 12 : (month - 11) / 12;
-  const auto month_number = static_cast<unsigned>(month - year_number * 12);
-  const sys_days first = year(static_cast<int>(year_number)) / (month_number + 1) / 1;
-  return first.time_since_epoch().count();
+  const int64_t era = (month >= 0 ? month : month - (kEraMonths - 1)) / kEraMonths;
+  const auto of_era = static_cast<unsigned>(month - era * kEraMonths);
+  const sys_days first = year(static_cast<int>(of_era / 12)) / (of_era % 12 + 1) / 1;
+  return first.time_since_epoch().count() + era * kEraDays;
 }
 
 }  // namespace

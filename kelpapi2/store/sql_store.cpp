@@ -30,25 +30,8 @@ ObjectRecord to_record(const SqlRow &row) {
           integer(row[7])};
 }
 
-std::vector<ObjectRecord> to_records(const std::vector<SqlRow> &rows) {
-  std::vector<ObjectRecord> records;
-  for (const SqlRow &row : rows) records.push_back(to_record(row));
-  return records;
-}
-
-// The same query for every key: a record where it found one.
-template <typename Keys, typename Run>
-std::vector<std::optional<ObjectRecord>> look_up(const Keys &keys, const std::string &condition,
-                                                 Run &&run) {
-  std::vector<SqlCommand> commands;
-  for (const auto &key : keys) {
-    commands.push_back({kSelectObject + condition, {SqlValue(key)}});
-  }
-  std::vector<std::optional<ObjectRecord>> records;
-  for (const auto &rows : run(commands)) {
-    records.push_back(rows.empty() ? std::nullopt : std::optional(to_record(rows[0])));
-  }
-  return records;
+std::optional<ObjectRecord> first_of(const std::vector<ObjectRecord> &records) {
+  return records.empty() ? std::nullopt : std::optional(records[0]);
 }
 
 // The kind of container that an object of this kind lies in.
@@ -84,34 +67,52 @@ SqlCommand update_command(const std::string &parent, const ObjectChange &change)
 
 }  // namespace
 
-std::optional<ObjectRecord> SqlStore::find(const std::string &name) {
-  const auto rows = run(Access::read, {{kSelectObject + "full_name = $1", {name}}});
-  return rows[0].empty() ? std::nullopt : std::optional(to_record(rows[0][0]));
+// What each of some queries finds.
+std::vector<std::vector<ObjectRecord>> SqlStore::select(const std::vector<SqlCommand> &queries) {
+  std::vector<std::vector<ObjectRecord>> results;
+  for (const auto &rows : run(Access::read, queries)) {
+    auto &records = results.emplace_back();
+    try {
+      for (const SqlRow &row : rows) records.push_back(to_record(row));
+    } catch (const std::bad_variant_access &) {
+      throw Failure(kDamaged, label() + ": an object has a field of another type than its column");
+    }
+  }
+  return results;
+}
+
+// The same query for every key: a record where it found one.
+template <typename Keys>
+std::vector<std::optional<ObjectRecord>> SqlStore::look_up(const Keys &keys,
+                                                           const std::string &condition) {
+  std::vector<SqlCommand> queries;
+  for (const auto &key : keys) queries.push_back({kSelectObject + condition, {SqlValue(key)}});
+  std::vector<std::optional<ObjectRecord>> found;
+  for (const auto &records : select(queries)) found.push_back(first_of(records));
+  return found;
 }
 
 std::vector<ObjectRecord> SqlStore::databases() {
-  return to_records(
-      run(Access::read, {{kSelectObject + "kind = $1 ORDER BY id", {int64_t{kDatabaseKind}}}})[0]);
+  // What lies in nothing is a database; unlike the kinds, the parents have an index.
+  return select({{kSelectObject + "parent_id IS NULL ORDER BY id", {}}})[0];
 }
 
 std::vector<ObjectRecord> SqlStore::children(const std::string &name) {
   const std::string database = name.substr(0, name.rfind('.'));
-  if (!find(database)) throw Failure(kUnknownName, "no database has the name \"" + database + "\"");
-  return to_records(
-      run(Access::read,
-          {{kSelectObject + "parent_id = (SELECT id FROM object WHERE full_name = $1) ORDER BY id",
-            {name}}})[0]);
+  if (!look_up(std::span(&database, 1), "full_name = $1")[0]) {
+    throw Failure(kUnknownName, "no database has the name \"" + database + "\"");
+  }
+  return select(
+      {{kSelectObject + "parent_id = (SELECT id FROM object WHERE full_name = $1) ORDER BY id",
+        {name}}})[0];
 }
 
 std::vector<std::optional<ObjectRecord>> SqlStore::points(std::span<const int32_t> ids) {
-  const std::vector<int64_t> keys(ids.begin(), ids.end());
-  return look_up(keys, "id = $1 AND " + kIsPoint,
-                 [&](const auto &commands) { return run(Access::read, commands); });
+  return look_up(std::vector<int64_t>(ids.begin(), ids.end()), "id = $1 AND " + kIsPoint);
 }
 
 std::vector<std::optional<ObjectRecord>> SqlStore::objects(std::span<const std::string> names) {
-  return look_up(names, "full_name = $1 AND " + kIsNodeOrPoint,
-                 [&](const auto &commands) { return run(Access::read, commands); });
+  return look_up(names, "full_name = $1 AND " + kIsNodeOrPoint);
 }
 
 std::vector<ResultCode> SqlStore::insert(const std::string &parent,
@@ -129,7 +130,7 @@ std::vector<ResultCode> SqlStore::insert(const std::string &parent,
       continue;
     }
     const bool fits =
-        !container.empty() && integer(container[0][0]) == parent_kind(records[i]->kind);
+        !container.empty() && container[0][0] == SqlValue(parent_kind(records[i]->kind));
     codes[i] = fits ? kExists : kNoParent;
   }
   return codes;
@@ -154,24 +155,30 @@ std::vector<ResultCode> SqlStore::erase(const std::string &parent, std::span<con
          " AND parent_id = (SELECT id FROM object WHERE full_name = $2)"
          " AND NOT EXISTS (SELECT 1 FROM object AS child WHERE child.parent_id = $1) RETURNING id",
          {id, parent}});
-    // The samples go only if the object did.
-    for (const char *table : {"sample", "current_value"}) {
-      commands.push_back({std::string("DELETE FROM ") + table +
-                              " WHERE point_id = $1"
-                              " AND NOT EXISTS (SELECT 1 FROM object WHERE id = $1)",
-                          {id}});
-    }
+    for (SqlCommand &command : forget_samples(id)) commands.push_back(std::move(command));
     commands.push_back({"SELECT 1 FROM object WHERE parent_id = $1 LIMIT 1", {id}});
   }
   const auto results = run(Access::write, commands);
 
   std::vector<ResultCode> codes;
-  for (size_t first = 0; first < results.size(); first += 4) {
+  const size_t of_one = ids.empty() ? 1 : results.size() / ids.size();
+  for (size_t first = 0; first < results.size(); first += of_one) {
     const bool erased = !results[first].empty();
-    const bool has_children = !results[first + 3].empty();
+    const bool has_children = !results[first + of_one - 1].empty();
     codes.push_back(erased ? kOk : has_children ? kNotEmpty : kUnknownName);
   }
   return codes;
+}
+
+std::vector<SqlCommand> SqlStore::forget_samples(int64_t id) const {
+  std::vector<SqlCommand> commands;
+  for (const char *table : {"sample", "current_value"}) {
+    commands.push_back({std::string("DELETE FROM ") + table +
+                            " WHERE point_id = $1"
+                            " AND NOT EXISTS (SELECT 1 FROM object WHERE id = $1)",
+                        {id}});
+  }
+  return commands;
 }
 
 }  // namespace kelp

@@ -52,9 +52,16 @@ class SqlStore : public Store {
   // Runs the commands as one transaction and returns the rows of each.
   virtual std::vector<std::vector<SqlRow>> run(Access access,
                                                const std::vector<SqlCommand> &commands) = 0;
+  // What to run behind the deletion of an object with this id, so that its samples go with it. The
+  // deletion may have been refused; then nothing of it may go.
+  virtual std::vector<SqlCommand> forget_samples(int64_t id) const;
+  // Names the store in lines for the operator.
+  virtual std::string label() const { return "the store"; }
 
  private:
-  std::optional<ObjectRecord> find(const std::string &name);
+  std::vector<std::vector<ObjectRecord>> select(const std::vector<SqlCommand> &queries);
+  template <typename Keys>
+  std::vector<std::optional<ObjectRecord>> look_up(const Keys &keys, const std::string &condition);
 };
 
 }  // namespace kelp

@@ -20,6 +20,7 @@ int64_t Intervals::end_of(int64_t number) const {
 
 StatFold::StatFold(const Sample &first)
     : first_time_(first.time), last_(first), running_mean_(first.value), sum_(first.value) {
+  if (!std::isfinite(first.value)) squares_ = std::nan("");
   extremes_.status = first.status;
   extremes_.max = extremes_.min = first.value;
   extremes_.maxtime = extremes_.mintime = first.time;

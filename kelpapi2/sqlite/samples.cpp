@@ -1,0 +1,286 @@
+// The table is written in the order of its key, whatever the order of a call's rows.
+#include "sqlite/samples.h"
+
+#include <algorithm>
+#include <limits>
+#include <unordered_map>
+
+#include "store/sql_store.h"
+
+namespace kelp::sqlite {
+
+namespace {
+
+// A bucket with so many blocks is due to be merged. More of them make fewer writes to the disk, as
+// each point's pages are written once for all its samples in them, and reading one point slower.
+constexpr int64_t kDueBlocks = 256;
+// Rows of one call that are this many per point go straight into the table.
+constexpr size_t kLongRun = 16;
+
+// The points by bucket.
+std::unordered_map<int32_t, PointSet> by_bucket(std::span<const int32_t> points) {
+  std::unordered_map<int32_t, PointSet> buckets;
+  for (const int32_t point : points) buckets[bucket_of(point)].set(place_in_bucket(point));
+  return buckets;
+}
+
+Sample sample_of(const Statement &row) {
+  return {static_cast<int32_t>(row.integer(0)), static_cast<int16_t>(row.integer(1)), row.real(2)};
+}
+
+// Runs a query for at most one sample of a point, the first parameter.
+std::optional<Sample> read_one(Statement &query, int32_t point) {
+  query.bind(1, int64_t{point});
+  std::optional<Sample> sample;
+  if (query.step()) sample = sample_of(query);
+  query.reset();
+  return sample;
+}
+
+// The samples of one point from a time on, of samples in key order.
+std::span<const PointSample> samples_from(std::span<const PointSample> samples, int32_t point,
+                                          int32_t time) {
+  const auto before = [](const PointSample &sample, uint64_t key) {
+    return key_of(sample.point, sample.sample.time) < key;
+  };
+  const auto begin = std::lower_bound(samples.begin(), samples.end(), key_of(point, time), before);
+  const auto other = [&](const PointSample &sample) { return sample.point != point; };
+  return {begin, std::find_if(begin, samples.end(), other)};
+}
+
+// Shows the rows of a query for one point, and over them its staged samples, in the order of time,
+// until `visit` returns false.
+template <typename Visit>
+void visit_rows(Statement &query, std::span<const PointSample> staged, Visit &&visit) {
+  bool merged = query.step();
+  bool more = true;
+  while (more && (merged || !staged.empty())) {
+    const int64_t time = merged ? query.integer(0) : std::numeric_limits<int64_t>::max();
+    if (staged.empty() || time < staged[0].sample.time) {
+      more = visit(sample_of(query));
+      merged = query.step();
+    } else {
+      more = visit(staged[0].sample);
+      if (time == staged[0].sample.time) merged = query.step();
+      staged = staged.subspan(1);
+    }
+  }
+  query.reset();
+}
+
+// The first three parameters of a query on the samples of a point.
+void bind_range(Statement &query, RangeStart point, int32_t end) {
+  query.bind(1, int64_t{point.id});
+  query.bind(2, int64_t{point.begin});
+  query.bind(3, int64_t{end});
+}
+
+constexpr const char *kSelectRange =
+    "SELECT time, status, value FROM merged_sample"
+    " WHERE point_id = ? AND time >= ? AND time < ? ORDER BY time LIMIT ?";
+
+}  // namespace
+
+Samples::Samples(Database &database)
+    : database_(database),
+      staging_(database),
+      merged_(database, "merged_sample", kReplaceSample),
+      merged_values_(database, "merged_value", kReplaceCurrentValue) {}
+
+void Samples::write(WriteKind kind, const SampleRows &rows, const std::vector<ResultCode> &codes) {
+  const std::vector<KeyedRow> order = in_key_order(rows, codes);
+  std::vector<Bucket> due;
+  for (std::span<const KeyedRow> left(order); !left.empty();) {
+    const int32_t id = bucket_of(left[0].point());
+    const auto elsewhere = [&](const KeyedRow &row) { return bucket_of(row.point()) != id; };
+    const auto part = left.first(std::find_if(left.begin(), left.end(), elsewhere) - left.begin());
+    left = left.subspan(part.size());
+    Bucket bucket = staging_.bucket(id);
+    if (kind == WriteKind::history && part.size() >= kLongRun * count_points(part)) {
+      write_merged(bucket, rows, part);
+    } else {
+      staging_.append(bucket, samples_of(rows, part), kind == WriteKind::realtime);
+      if (bucket.blocks >= kDueBlocks) due.push_back(bucket);
+    }
+  }
+  merge_due(due, static_cast<int64_t>(order.size()));
+}
+
+// What is staged counts as written later, so that it may not stay where the rows overlap it.
+void Samples::write_merged(const Bucket &bucket, const SampleRows &rows,
+                           std::span<const KeyedRow> part) {
+  const auto overlaps = [&](const KeyedRow &row) {
+    const int32_t time = rows.times[row.row];
+    return time >= bucket.first_time && time <= bucket.last_time;
+  };
+  if (bucket.blocks > 0 && std::any_of(part.begin(), part.end(), overlaps)) merge(bucket.id);
+  constexpr size_t rows_at_once = 4096;
+  while (!part.empty()) {
+    const auto next = part.first(std::min(part.size(), rows_at_once));
+    merged_.write(samples_of(rows, next));
+    part = part.subspan(next.size());
+  }
+}
+
+// A little more than what was written: buckets that were first filled together come apart, and none
+// grows without end.
+void Samples::merge_due(std::vector<Bucket> &due, int64_t written) {
+  const auto fuller = [](const Bucket &a, const Bucket &b) { return a.blocks > b.blocks; };
+  std::stable_sort(due.begin(), due.end(), fuller);
+  size_t count = 0;
+  for (int64_t samples = written + written / 4; count < due.size() && samples > 0; ++count) {
+    samples -= due[count].samples;
+  }
+  due.resize(count);
+  std::sort(due.begin(), due.end(), [](const Bucket &a, const Bucket &b) { return a.id < b.id; });
+  for (const Bucket &bucket : due) merge(bucket.id);
+}
+
+void Samples::merge(int32_t bucket) {
+  constexpr auto first = std::numeric_limits<int64_t>::min();
+  constexpr auto last = std::numeric_limits<int64_t>::max();
+  const PointSet points = existing_points(bucket);
+  merged_.write(staging_.range(bucket, points, first, last));
+  std::vector<PointSample> values;
+  const PointSamples current = staging_.current(bucket, points);
+  for (int32_t place = 0; place < kBucketPoints; ++place) {
+    if (current[place]) values.push_back({bucket * kBucketPoints + place, *current[place]});
+  }
+  merged_values_.write(values);
+  staging_.clear(bucket);
+}
+
+PointSet Samples::existing_points(int32_t bucket) {
+  static const std::string select =
+      "SELECT id FROM object WHERE id BETWEEN ? AND ? AND " + kIsPoint;
+  Statement &query = database_.statement(select);
+  const int64_t first = int64_t{bucket} * kBucketPoints;
+  query.bind(1, first);
+  query.bind(2, first + kBucketPoints - 1);
+  PointSet points;
+  while (query.step()) points.set(static_cast<size_t>(query.integer(0) - first));
+  return points;
+}
+
+std::vector<std::optional<Sample>> Samples::current(std::span<const int32_t> points) {
+  std::unordered_map<int32_t, PointSamples> staged;
+  for (const auto &[bucket, set] : by_bucket(points)) {
+    staged.emplace(bucket, staging_.current(bucket, set));
+  }
+  Statement &query =
+      database_.statement("SELECT time, status, value FROM merged_value WHERE point_id = ?");
+  std::vector<std::optional<Sample>> samples;
+  for (const int32_t point : points) {
+    const auto &sample = staged.at(bucket_of(point))[place_in_bucket(point)];
+    samples.push_back(sample ? sample : read_one(query, point));
+  }
+  return samples;
+}
+
+std::vector<std::optional<Sample>> Samples::as_of(std::span<const int32_t> points, int32_t time) {
+  std::unordered_map<int32_t, PointSamples> staged;
+  for (const auto &[bucket, set] : by_bucket(points)) {
+    staged.emplace(bucket, staging_.as_of(bucket, set, time));
+  }
+  Statement &query = database_.statement(
+      "SELECT time, status, value FROM merged_sample WHERE point_id = ? AND time <= ?"
+      " ORDER BY time DESC LIMIT 1");
+  query.bind(2, int64_t{time});
+  std::vector<std::optional<Sample>> samples;
+  for (const int32_t point : points) {
+    const auto &sample = staged.at(bucket_of(point))[place_in_bucket(point)];
+    const auto merged = sample && sample->time == time ? sample : read_one(query, point);
+    samples.push_back(!sample || (merged && merged->time > sample->time) ? merged : sample);
+  }
+  return samples;
+}
+
+std::vector<std::vector<Sample>> Samples::range(std::span<const RangeStart> points, int32_t end,
+                                                size_t limit) {
+  std::vector<int32_t> ids;
+  int32_t begin = end;
+  for (const RangeStart &point : points) {
+    ids.push_back(point.id);
+    begin = std::min(begin, point.begin);
+  }
+  std::unordered_map<int32_t, std::vector<PointSample>> staged;
+  for (const auto &[bucket, set] : by_bucket(ids)) {
+    staged.emplace(bucket, staging_.range(bucket, set, begin, end));
+  }
+  Statement &query = database_.statement(kSelectRange);
+  std::vector<std::vector<Sample>> rows(points.size());
+  for (size_t i = 0; i < points.size(); ++i) {
+    bind_range(query, points[i], end);
+    query.bind(4, static_cast<int64_t>(limit));
+    const auto waiting =
+        samples_from(staged.at(bucket_of(points[i].id)), points[i].id, points[i].begin);
+    visit_rows(query, waiting, [&](const Sample &sample) {
+      rows[i].push_back(sample);
+      return rows[i].size() < limit;
+    });
+    rows[i].shrink_to_fit();
+  }
+  return rows;
+}
+
+int64_t Samples::count(RangeStart point, int32_t end, int32_t step) {
+  PointSet set;
+  set.set(place_in_bucket(point.id));
+  const auto staged = staging_.range(bucket_of(point.id), set, point.begin, end);
+  if (step == 1) return count_samples(point, end, staged);
+  Statement &query = database_.statement(kSelectRange);
+  bind_range(query, point, end);
+  query.bind(4, int64_t{-1});
+  int64_t intervals = 0;
+  int64_t next = point.begin;  // where the next interval begins
+  visit_rows(query, staged, [&](const Sample &sample) {
+    if (sample.time < next) return true;
+    ++intervals;
+    next = sample.time - (int64_t{sample.time} - point.begin) % step + step;
+    return true;
+  });
+  return intervals;
+}
+
+// Those that are merged, and of the staged ones those that are not merged as well.
+int64_t Samples::count_samples(RangeStart point, int32_t end, std::span<const PointSample> staged) {
+  Statement &query = database_.statement(
+      "SELECT count(*) FROM merged_sample WHERE point_id = ? AND time >= ? AND time < ?");
+  bind_range(query, point, end);
+  query.step();
+  int64_t samples = query.integer(0);
+  query.reset();
+  Statement &probe =
+      database_.statement("SELECT 1 FROM merged_sample WHERE point_id = ? AND time = ?");
+  for (const PointSample &sample : staged) {
+    probe.bind(1, int64_t{point.id});
+    probe.bind(2, int64_t{sample.sample.time});
+    if (!probe.step()) ++samples;
+    probe.reset();
+  }
+  return samples;
+}
+
+int64_t Samples::erase(int32_t point, int64_t limit) {
+  Statement &bound = database_.statement(
+      "SELECT time FROM merged_sample WHERE point_id = ? ORDER BY time LIMIT 1 OFFSET ?");
+  bound.bind(1, int64_t{point});
+  bound.bind(2, limit);
+  const bool more = bound.step();
+  const int64_t end = more ? bound.integer(0) : std::numeric_limits<int64_t>::max();
+  bound.reset();
+  Statement &erase =
+      database_.statement("DELETE FROM merged_sample WHERE point_id = ? AND time < ?");
+  erase.bind(1, int64_t{point});
+  erase.bind(2, end);
+  erase.run();
+  const int64_t erased = database_.changes();
+  if (more) return erased;
+  Statement &erase_value = database_.statement("DELETE FROM merged_value WHERE point_id = ?");
+  erase_value.bind(1, int64_t{point});
+  erase_value.run();
+  if (existing_points(bucket_of(point)).none()) staging_.remove(bucket_of(point));
+  return erased;
+}
+
+}  // namespace kelp::sqlite

@@ -1,0 +1,46 @@
+// All samples of a store, merged into their table or staged on the way there. What is staged was
+// written later than what is merged, so that reading lays the one over the other and writes
+// nothing. Merging is part of writing: a call that stages samples merges about as many.
+//
+// Everything runs inside a transaction of the caller's, and on points that exist.
+#pragma once
+
+#include "sqlite/key_order.h"
+#include "sqlite/staging.h"
+
+namespace kelp::sqlite {
+
+class Samples {
+ public:
+  explicit Samples(Database &database);
+
+  // Writes the rows whose code is kOk; of rows of one point and time the last counts.
+  void write(WriteKind kind, const SampleRows &rows, const std::vector<ResultCode> &codes);
+
+  // A sample for each point, nothing where there is none.
+  std::vector<std::optional<Sample>> current(std::span<const int32_t> points);
+  std::vector<std::optional<Sample>> as_of(std::span<const int32_t> points, int32_t time);
+  // As in SampleSource; a point with the id 0 has no samples.
+  std::vector<std::vector<Sample>> range(std::span<const RangeStart> points, int32_t end,
+                                         size_t limit);
+  int64_t count(RangeStart point, int32_t end, int32_t step);
+
+  // Deletes at most `limit` samples of a point that exists no longer, and returns their number;
+  // with the last of them, when they are fewer, all else that there is of it.
+  int64_t erase(int32_t point, int64_t limit);
+
+ private:
+  void write_merged(const Bucket &bucket, const SampleRows &rows, std::span<const KeyedRow> part);
+  // Merges the fullest of the buckets that are due, after so many samples were written.
+  void merge_due(std::vector<Bucket> &due, int64_t written);
+  void merge(int32_t bucket);
+  PointSet existing_points(int32_t bucket);
+  int64_t count_samples(RangeStart point, int32_t end, std::span<const PointSample> staged);
+
+  Database &database_;
+  Staging staging_;
+  SampleWriter merged_;
+  SampleWriter merged_values_;
+};
+
+}  // namespace kelp::sqlite
