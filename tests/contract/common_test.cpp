@@ -44,6 +44,14 @@ TEST(Calendar, InvertsItselfInUtcFromEndToEndOfTheScale) {
   }
 }
 
+TEST(Calendar, CarriesFieldsOverFromAnyDistance) {
+  EXPECT_EQ(kelp2_encode_time(40000, 1, 1 - 13'890'172, 0, 0, 0), 0);
+  EXPECT_EQ(kelp2_encode_time(-40000, 1, 1 + 15'329'228, 0, 0, 0), 0);
+  EXPECT_EQ(kelp2_encode_time(1970, 1 - 12 * 70'000, 1 + 25'566'975, 0, 0, 7), 7);
+  EXPECT_EQ(kelp2_encode_time(INT32_MAX, INT32_MAX, INT32_MAX, 0, 0, 0), INT32_MAX);
+  EXPECT_EQ(kelp2_encode_time(INT32_MIN, INT32_MIN, INT32_MIN, 0, 0, 0), INT32_MIN);
+}
+
 TEST(Sqlstate, ExactStatesComeBeforeTheirClasses) {
   using namespace kelp;
   const std::pair<ResultCode, const char *> cases[] = {

@@ -1,5 +1,6 @@
 // Results of history queries: their ranges and statistics, and the order in which they are read.
 #include <algorithm>
+#include <cmath>
 #include <iomanip>
 #include <sstream>
 
@@ -57,6 +58,17 @@ TEST_P(Contract, StatisticsAreAsWorkedOutByHand) {
     const std::vector<Result> results = connection_.query({id}, HistoryStatistics, span);
     EXPECT_EQ(statistics_of(results[0]), expected)
         << span.begin << ' ' << span.end << ' ' << span.step;
+  }
+}
+
+TEST_P(Contract, ValuesThatAreNotFiniteHaveNoDeviation) {
+  const int32_t id = connection_.make_points(1)[0];
+  EXPECT_EQ(connection_.write_history(id, {{0, 0, NAN}, {10, 0, HUGE_VAL}, {20, 0, 1}}), 0);
+  const std::vector<Result> results = connection_.query({id}, HistoryStatistics, {0, 30, 10});
+  for (const bool finite : {false, false, true}) {
+    StatValue row;
+    EXPECT_GE(kelp2_fetch_stat_value(results[0].get(), &row), 0);
+    EXPECT_EQ(std::isnan(row.stdev), !finite);
   }
 }
 

@@ -1,0 +1,60 @@
+// Stores that an older version has made.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <random>
+
+#include "fixture.h"
+
+namespace kelptest {
+
+class Version : public FileTest {
+ protected:
+  void SetUp() override {
+    std::ostringstream script;
+    script << std::ifstream(VERSION_1).rdbuf();
+    sql(store_, script.str());
+  }
+};
+
+TEST_F(Version, AStoreOfVersion1KeepsAllAndTheLaterSampleWins) {
+  const Connection connection(login_);
+  ASSERT_TRUE(connection.open());
+  EXPECT_EQ(connection.history(3), (Rows{{10, 1, 0.5}, {30, 2, 8.5}}));
+  EXPECT_EQ(connection.history(4), (Rows{{20, -2, NAN}, {30, 0, HUGE_VAL}}));
+  EXPECT_EQ(connection.history(5), (Rows{{30, 0, -HUGE_VAL}}));
+  EXPECT_EQ(connection.current({3, 4, 9}), (Readings{{}, Row{20, -2, NAN}, {}}));
+  EXPECT_EQ(first_failure(connection.write_value({3}, {{30, 0, 9.5}})), 0);
+  EXPECT_EQ(connection.snapshot({3}, 30), (Readings{Row{30, 0, 9.5}}));
+  EXPECT_EQ(sql(store_, "SELECT count(*), sum(time = 30) FROM sample WHERE point_id < 6"),
+            Lines{"5|3"});
+  expect_intact();
+}
+
+// Whoever comes next goes on where a program was killed that brought the store up to date.
+TEST_F(Version, BringingAStoreUpToDateMayBeCutShort) {
+  sql(store_,
+      "WITH RECURSIVE n (i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 399999)"
+      " INSERT INTO staged_sample (point_id, time, status, value)"
+      " SELECT 3 + i % 3, 1000 + i / 3 % 50000, 0, i + 0.5 FROM n");
+  std::mt19937 random(std::random_device{}());
+  for (int run = 0; run < 5; ++run) {
+    const pid_t child = fork();
+    if (child == 0) _exit(Connection(login_).open());
+    usleep(random() % 200'000);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+  }
+  const Connection connection(login_);
+  Rows expected;
+  for (int32_t i = 0; i < 50'000; ++i) {
+    const int32_t last = i <= 33'333 ? i + 100'000 : i + 50'000;  // that was written at this time
+    expected.push_back({1000 + i, 0, last * 3 + 0.5});
+  }
+  EXPECT_EQ(connection.history(3, {1000, INT32_MAX}), expected);
+  EXPECT_EQ(sql(store_, "SELECT name FROM sqlite_master WHERE name LIKE 'version%'"), Lines());
+  expect_intact();
+}
+
+}  // namespace kelptest
