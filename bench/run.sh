@@ -8,6 +8,8 @@
 #                                        MS (2) milliseconds in each direction
 #   bench/run.sh own [-N10 -X10000]      kelptest's own time and memory, over a library that does
 #                                        nothing, against a run over a SQLite file
+#   bench/run.sh steady                  an hour of calls once a second, in a row, on a store of
+#                                        10 million samples: 1000 points, and 400 calls of 100,000
 #   bench/run.sh scale                   ten times the points, over a SQLite file
 #
 # ROUNDS (5) is how often each program runs, KELPTEST_BENCH_DIR (/var/tmp) where they store.
@@ -33,7 +35,7 @@ case $what in
   sqlite | postgres) size=${*:--N10 -X1000} ;;
   delay) size=${*:--N10 -X100} ;;
   own) size=${*:--N10 -X10000} ;;
-  scale) ;;
+  scale | steady) ;;
   *) sed -n '2,/^set/{/^#/s/^# \{0,1\}//p}' "$0"; exit 2 ;;
 esac
 (cd "$root" && cmake --preset bench && cmake --build --preset bench -j"$(nproc)") >/dev/null
@@ -55,6 +57,11 @@ case $what in
   own) compare "$fresh" : "null=$(kelptest null) $size" "sqlite=$file $size" ;;
   scale) compare "$fresh" "$stored" "X10000=$file -N10 -X10000" "X1000=$file -N10 -X1000" \
     "floorX10000=$floor -N10 -X10000" ;;
+  steady)
+    for run in "1000 3600" "100000 400"; do
+      eval "$fresh"
+      eval "$build/bench/steady $store $run"
+    done ;;
   postgres | delay)
     server start
     export PGHOST=127.0.0.1 PGPORT=8299 PGUSER=tov PGPASSWORD=riverbank PGOPTIONS='-c client_min_messages=warning'
