@@ -36,9 +36,21 @@
  *   Threads    A connection, and what was made through it, is used by one thread at a time.
  *              Different connections may be used at the same time.
  *
- * Bundled: limits. A name has 1 to 200 bytes and no full stop; an ED text is as long as the
- * database takes, which is about a gigabyte. One call writes at most 16,777,216 rows, 5.3 years of
- * the demonstrations' steps: what goes beyond is taken for a mistake in a time range.
+ * Bundled: limits.
+ *
+ *   Names      1 to 200 bytes without a full stop; a full name has at most 404.
+ *   Texts      An ED text is as long as the database takes, which is about a gigabyte.
+ *   Rows       One call writes at most 16,777,216, which is 5.3 years in steps of 10 seconds: what
+ *              goes beyond is taken for a mistake in a time range. A call is one transaction,
+ *              whatever its size; it holds others up for about a second per million rows. Reading
+ *              has no such limit.
+ *   Points     Ids are counted up to 2,147,483,647 over the whole life of a store. One point has
+ *              one value per second.
+ *   Files      PATH, PATH-wal and PATH-shm are one store: they are moved, copied and removed
+ *              together, and only while no program has the store open. If one of them goes away
+ *              meanwhile the next call fails with -2, and what is there by then stays as it is.
+ *              On a local disk only, with a path of at most 504 bytes. A symbolic link is
+ *              followed; a file with a second hard link is refused.
  *
  * Bundled: codes. Why a call failed is also said in one line on standard error.
  *
@@ -140,7 +152,8 @@ static_assert(offsetof(StatValue, stdev) == 56, "StatValue.stdev");
  *
  *   option      A set of bits for the library. Bundled: 8 does not wait until a write is on the
  *               disk; what such a session wrote last can be gone after a power failure, never what
- *               others wrote or the store itself. The other bits mean nothing.
+ *               others wrote or the store itself. That the program ends or is killed costs nothing.
+ *               The other bits mean nothing.
  *   init_param  Bundled: how many seconds a call waits, for other writers of a file or for a silent
  *               server, before it fails; 30 is a good value. Over PostgreSQL, less than 1 is 1.
  *   buffer_*    Route and size in the library's own unit of its client-side buffer; "NULL" and 0
