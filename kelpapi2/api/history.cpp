@@ -14,16 +14,17 @@ int32_t query(ConnectionHandle connection, std::span<const int32_t> ids, const i
               const Intervals &intervals, ResultHandle *results, int32_t *errors) {
   std::fill_n(results, ids.size(), nullptr);
   const std::vector<bool> known = store_of(connection).known_points(ids);
+  std::vector<ResultCode> codes;
   std::vector<int32_t> queried;
   for (size_t i = 0; i < ids.size(); ++i) {
-    errors[i] = !known[i] ? kUnknownName : is_mode(modes[i]) ? kOk : kInvalidArgument;
-    if (errors[i] == kOk) queried.push_back(ids[i]);
+    codes.push_back(!known[i] ? kUnknownName : is_mode(modes[i]) ? kOk : kInvalidArgument);
+    if (codes[i] == kOk) queried.push_back(ids[i]);
   }
-  const auto cursor =
-      std::make_shared<HistoryCursor>(connection->store, std::move(queried), intervals);
+  const auto cursor = std::make_shared<HistoryCursor>(connection->store, queried, intervals);
   uint32_t point = 0;
   for (size_t i = 0; i < ids.size(); ++i) {
-    if (errors[i] != kOk) continue;
+    errors[i] = codes[i];
+    if (codes[i] != kOk) continue;
     results[i] = new kelp2_result{HistoryResult(cursor, point++, HistoryMode(modes[i]))};
   }
   return kOk;

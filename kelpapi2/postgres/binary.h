@@ -10,6 +10,8 @@
 #include <span>
 #include <string>
 
+#include "store/result_code.h"
+
 namespace kelp::postgres {
 
 // Types by their fixed object ids.
@@ -89,15 +91,43 @@ inline Parameter int4(int32_t number) {
   return parameter;
 }
 
+inline Parameter int8(int64_t number) {
+  Parameter parameter{{}, kInt8, true};
+  append_big_endian(parameter.bytes, number);
+  return parameter;
+}
+
+inline Parameter float8(double number) {
+  Parameter parameter{{}, kFloat8, true};
+  append_big_endian(parameter.bytes, number);
+  return parameter;
+}
+
 struct ResultDeleter {
   void operator()(PGresult *result) const { PQclear(result); }
 };
 using Result = std::unique_ptr<PGresult, ResultDeleter>;
 
-// A number in a binary result.
+[[noreturn]] inline void fail_malformed() {
+  throw Failure(kInternal, "the server's answer is malformed");
+}
+
+// A number in a result. Fails where there is none of this size: no such row or column, or a null.
 template <typename Number>
 Number number_at(const Result &result, int row, int column) {
+  if (PQgetlength(result.get(), row, column) != sizeof(Number)) fail_malformed();
   return read_big_endian<Number>(PQgetvalue(result.get(), row, column));
+}
+
+inline bool bool_at(const Result &result, int row, int column) {
+  return number_at<char>(result, row, column) != 0;
+}
+
+// The number of rows, which is the one that is expected.
+inline int rows_of(const Result &result, size_t expected) {
+  const int rows = PQntuples(result.get());
+  if (static_cast<size_t>(rows) != expected) fail_malformed();
+  return rows;
 }
 
 }  // namespace kelp::postgres

@@ -1,4 +1,6 @@
-// Between the values that a store works with and those of PostgreSQL's parameters and results.
+// Between the values that a store works with and those of PostgreSQL's parameters and results. What
+// a result must look like is checked here and in binary.h: a server that answers otherwise makes a
+// call fail and does no harm.
 #pragma once
 
 #include <vector>
@@ -10,17 +12,17 @@ namespace kelp::postgres {
 
 Parameter to_parameter(const SqlValue &value);
 
-// The rows of a result in text form.
-std::vector<SqlRow> to_rows(const PGresult *result);
+// The rows of a result, which have this many columns.
+std::vector<SqlRow> to_rows(const Result &result, int columns);
 
-// The sample in three columns of a binary result: time, status, value.
+// The sample in three columns of a result: time, status, value.
 Sample sample_at(const Result &result, int row, int first_column);
 
-// The same of every row of a binary result.
+// The same of every row of a result.
 std::vector<Sample> to_samples(const Result &result);
 
-// A reading per row of a binary result: whether the point is known, time, status, value; the last
+// A reading for each of `count` rows: whether the point is known, time, status, value; the last
 // three are null without a value.
-std::vector<Reading> to_readings(const Result &result);
+std::vector<Reading> to_readings(const Result &result, size_t count);
 
 }  // namespace kelp::postgres

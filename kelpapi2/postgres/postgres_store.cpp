@@ -1,7 +1,11 @@
 // Rows go to the server in key order and without repeated keys: a statement cannot touch a row
-// twice, and writers that take rows in one order do not deadlock. A write holds on to its points
-// (FOR KEY SHARE), so that one deleted meanwhile leaves no samples behind; points that do not exist
-// are found by their number only after the fact, and the write is done again without them.
+// twice, and writers that take rows in one order do not deadlock. A write holds on to its points in
+// the same order (FOR KEY SHARE), so that one deleted meanwhile leaves no samples behind; points
+// that do not exist make it fail, and it is done again without them.
+//
+// Samples are inserted plainly, at two thirds of what an insert costs that may also replace. One
+// that meets a sample of the same time is done again as such, and so are the next ones: who writes
+// a time twice is likely to go on with it.
 #include "postgres/postgres_store.h"
 
 #include <algorithm>
@@ -9,6 +13,7 @@
 #include <thread>
 
 #include "postgres/conversion.h"
+#include "postgres/erased_points.h"
 #include "postgres/sample_columns.h"
 #include "postgres/schema.h"
 #include "postgres/sqlstate.h"
@@ -19,62 +24,69 @@ namespace {
 
 // A call of more rows takes several statements in its one transaction, so that the server need not
 // stay silent for long.
-constexpr size_t kRowsPerStatement = 65536;
+constexpr size_t kRowsPerStatement = 16384;
+constexpr int kUpsertsAfterConflict = 64;
 
 // Asked for in one round trip, since all its results are in memory together.
 constexpr size_t kRowsPerTrip = 32768;
 
+// Fails, by a division by zero, unless there are $2 such points.
 const std::string kHoldPoints =
-    "SELECT count(*) FROM (SELECT 1 FROM object WHERE id = ANY ($1) AND " + kIsPoint +
-    " FOR KEY SHARE) AS held";
+    "SELECT 1 / CAST (count(*) = $2 AS int4) FROM (SELECT 1 FROM kelp.object WHERE id = ANY ($1)"
+    " AND " +
+    kIsPoint + " ORDER BY id FOR KEY SHARE) AS held";
 
-const std::string kInsertSamples = std::string(
-                                       "INSERT INTO sample (point_id, time, status, value)"
-                                       " SELECT * FROM unnest($1, $2, $3, $4)") +
-                                   kReplaceSample;
-
+const std::string kRows =
+    " (point_id, time, status, value) SELECT * FROM ROWS FROM (pg_catalog.unnest($1),"
+    " pg_catalog.unnest($2), pg_catalog.unnest($3), pg_catalog.unnest($4)) AS row";
+const std::string kInsertSamples = "INSERT INTO kelp.sample" + kRows;
 const std::string kSetCurrentValues =
-    std::string(
-        "INSERT INTO current_value (point_id, time, status, value)"
-        " SELECT * FROM unnest($1, $2, $3, $4)") +
-    kReplaceCurrentValue;
+    "INSERT INTO kelp.current_value" + kRows + kReplaceCurrentValue;
+
+// Of the ids, or names, in `i`: the point, or nulls.
+const std::string kEachId = " FROM pg_catalog.unnest($1) WITH ORDINALITY AS i (id, position)";
+const std::string kJoinPoint = " LEFT JOIN kelp.object AS o ON o.id = i.id AND " + kIsPoint;
+const std::string kInOrder = " ORDER BY i.position";
+
+const std::string kWhichExist = "SELECT o.id IS NOT NULL" + kEachId + kJoinPoint + kInOrder;
 
 const std::string kSelectRange =
-    "SELECT time, status, value FROM sample WHERE point_id = $1 AND time >= $2 AND time < $3"
-    " ORDER BY time LIMIT $4";
-
+    "SELECT time, status, value FROM kelp.sample"
+    " WHERE point_id = $1 AND time >= $2 AND time < $3 ORDER BY time LIMIT $4";
 const std::string kCountSamples =
-    "SELECT count(*) FROM sample WHERE point_id = $1 AND time >= $2 AND time < $3";
-
+    "SELECT count(*) FROM kelp.sample WHERE point_id = $1 AND time >= $2 AND time < $3";
 const std::string kCountIntervals =
-    "SELECT count(DISTINCT (time - CAST ($2 AS int8)) / $4) FROM sample"
+    "SELECT count(DISTINCT (time - CAST ($2 AS int8)) / $4) FROM kelp.sample"
     " WHERE point_id = $1 AND time >= $2 AND time < $3";
 
-// Beside `i`, the ids or names that were asked for: the point of each, or nulls.
-const std::string kJoinPointById = " LEFT JOIN object AS o ON o.id = i.id AND " + kIsPoint;
+// The answer to kWhichExist for the point at a position.
+bool known_at(const Result &existing, size_t position) {
+  return bool_at(existing, static_cast<int>(position), 0);
+}
 
-// Thrown, and caught, where some of the points that were written to turn out not to exist.
-struct UnknownPoints {};
+// How far a sweep after a call, and one when a session is opened, may delay it.
+Clock::duration sweep_after_call(Clock::duration bound) { return bound / 3; }
+Clock::duration sweep_when_opened(Clock::duration bound) { return bound / 30; }
 
 }  // namespace
 
-PostgresStore::PostgresStore(const StoreAddress &address) : session_(address) {
-  if (address.lazy_commits) session_.exchange({{"SET synchronous_commit TO off"}});
+PostgresStore::PostgresStore(const StoreAddress &address)
+    : SqlStore("kelp.object"), session_(address) {
   prepare_schema(session_);
-  session_.exchange({{"SET search_path TO kelp"}});
+  remove_leftovers(session_, sweep_when_opened(session_.bound()));
 }
 
 template <typename Work>
 auto PostgresStore::retried(Work &&work) {
   constexpr std::chrono::milliseconds kLongestPause(500);
   static thread_local std::minstd_rand random{std::random_device()()};
-  const auto deadline = Session::Clock::now() + session_.bound();
+  const auto deadline = Clock::now() + session_.bound();
   for (std::chrono::milliseconds longest(20);; longest = std::min(longest * 2, kLongestPause)) {
     const auto pause = longest * (random() % 1000) / 1000;
     try {
       return work();
     } catch (const SqlFailure &failure) {
-      if (!is_retryable(failure.state()) || Session::Clock::now() + pause > deadline) throw;
+      if (!is_retryable(failure.state()) || Clock::now() + pause > deadline) throw;
     }
     std::this_thread::sleep_for(pause);
   }
@@ -85,19 +97,25 @@ Result PostgresStore::ask(const std::string &query, std::vector<Parameter> param
   return retried([&] { return std::move(session_.exchange(commands)[0]); });
 }
 
-template <typename Work>
-auto PostgresStore::transaction(Work &&work) {
-  return retried([&] {
-    session_.begin();
-    try {
-      auto result = work();
-      session_.commit();
-      return result;
-    } catch (...) {
-      session_.roll_back();
-      throw;
+// That a point exists is asked last: nothing was removed yet of one that then was still there.
+std::vector<Result> PostgresStore::ask_each(std::vector<Command> queries,
+                                            std::span<const int32_t> ids) {
+  queries.push_back({kWhichExist, {int4_array(ids)}});
+  return retried([&] { return session_.exchange(queries); });
+}
+
+std::vector<Reading> PostgresStore::read_each(std::vector<Command> queries,
+                                              std::span<const int32_t> ids) {
+  const std::vector<Result> found = ask_each(std::move(queries), ids);
+  std::vector<Reading> readings(ids.size());
+  for (size_t i = 0; i < ids.size(); ++i) {
+    if (!known_at(found.back(), i)) {
+      readings[i].error = kUnknownName;
+    } else if (PQntuples(found[i].get()) > 0) {
+      readings[i] = {sample_at(found[i], 0, 0), kOk};
     }
-  });
+  }
+  return readings;
 }
 
 bool PostgresStore::alive() {
@@ -106,79 +124,159 @@ bool PostgresStore::alive() {
 }
 
 int32_t PostgresStore::now() {
-  const Result row = ask("SELECT CAST (floor(extract(epoch FROM clock_timestamp())) AS integer)");
+  const Result row =
+      ask("SELECT CAST (floor(extract(epoch FROM pg_catalog.clock_timestamp())) AS int4)");
   return number_at<int32_t>(row, 0, 0);
 }
 
-std::vector<std::vector<SqlRow>> PostgresStore::run(Access access,
-                                                    const std::vector<SqlCommand> &commands) {
+std::vector<SqlResult> PostgresStore::run_all(Access access,
+                                              const std::vector<SqlCommand> &commands) {
   std::vector<Command> prepared;
   for (const SqlCommand &command : commands) {
     Command &next = prepared.emplace_back(Command{command.sql});
-    next.binary_result = false;
     for (const SqlValue &value : command.parameters) next.parameters.push_back(to_parameter(value));
   }
-  const auto run_all = [&] {
-    std::vector<std::vector<SqlRow>> rows;
-    for (const Result &result : session_.exchange(prepared)) rows.push_back(to_rows(result.get()));
-    return rows;
-  };
-  return access == Access::write ? transaction(run_all) : retried(run_all);
+  const std::vector<Result> found = retried([&] {
+    return access == Access::write ? session_.transact(prepared) : session_.exchange(prepared);
+  });
+  std::vector<SqlResult> results(commands.size());
+  for (size_t i = 0; i < commands.size(); ++i) {
+    results[i].rows = to_rows(found[i], commands[i].columns);
+  }
+  return results;
+}
+
+bool PostgresStore::can_hold(const std::string &text) {
+  try {
+    session_.exchange({{"SELECT CAST ($1 AS text)", {{text}}}});
+    return true;
+  } catch (const SqlFailure &failure) {
+    if (is_unfit_text(failure.state())) return false;
+    throw;
+  }
+}
+
+bool PostgresStore::can_hold_all(const SqlCommand &command) {
+  return std::all_of(command.parameters.begin(), command.parameters.end(),
+                     [&](const SqlValue &value) {
+                       const auto *text = std::get_if<std::string>(&value);
+                       return text == nullptr || can_hold(*text);
+                     });
+}
+
+// A text that the database cannot hold fails the whole round trip: then each command is looked at.
+std::vector<SqlResult> PostgresStore::run(Access access, const std::vector<SqlCommand> &commands) {
+  try {
+    return run_all(access, commands);
+  } catch (const SqlFailure &failure) {
+    if (!is_unfit_text(failure.state())) throw;
+  }
+  std::vector<SqlCommand> fit;
+  std::vector<size_t> positions;
+  std::vector<SqlResult> results(commands.size(), {{}, true});
+  for (size_t i = 0; i < commands.size(); ++i) {
+    if (!can_hold_all(commands[i])) continue;
+    fit.push_back(commands[i]);
+    positions.push_back(i);
+  }
+  std::vector<SqlResult> found = run_all(access, fit);
+  for (size_t i = 0; i < found.size(); ++i) results[positions[i]] = std::move(found[i]);
+  return results;
 }
 
 std::vector<int32_t> PostgresStore::point_ids(std::span<const std::string> names) {
-  const Result found =
-      ask("SELECT coalesce(o.id, 0) FROM unnest($1) WITH ORDINALITY AS n (name, position)"
-          " LEFT JOIN object AS o ON o.full_name = n.name AND " +
-              kIsPoint + " ORDER BY n.position",
-          {text_array(names)});
+  const auto look_up = [&](std::span<const std::string> texts) {
+    return ask(
+        "SELECT coalesce(o.id, 0) FROM pg_catalog.unnest($1) WITH ORDINALITY AS i (name, position)"
+        " LEFT JOIN kelp.object AS o ON o.full_name = i.name AND " +
+            kIsPoint + kInOrder,
+        {text_array(texts)});
+  };
+  Result found;
+  try {
+    found = look_up(names);
+  } catch (const SqlFailure &failure) {
+    if (!is_unfit_text(failure.state())) throw;
+    std::vector<std::string> fit(names.begin(), names.end());
+    for (std::string &name : fit) {
+      if (!can_hold(name)) name.clear();  // the name of nothing
+    }
+    found = look_up(fit);
+  }
   std::vector<int32_t> ids;
-  for (size_t i = 0; i < names.size(); ++i) {
-    ids.push_back(number_at<int32_t>(found, static_cast<int>(i), 0));
+  for (int row = 0; row < rows_of(found, names.size()); ++row) {
+    ids.push_back(number_at<int32_t>(found, row, 0));
   }
   return ids;
 }
 
 std::vector<bool> PostgresStore::known_points(std::span<const int32_t> ids) {
-  const Result found =
-      ask("SELECT o.id IS NOT NULL FROM unnest($1) WITH ORDINALITY AS i (id, position)" +
-              kJoinPointById + " ORDER BY i.position",
-          {int4_array(ids)});
+  const Result existing = ask(kWhichExist, {int4_array(ids)});
   std::vector<bool> known;
-  for (size_t i = 0; i < ids.size(); ++i) {
-    known.push_back(PQgetvalue(found.get(), static_cast<int>(i), 0)[0] != 0);
-  }
+  for (size_t i = 0; i < ids.size(); ++i) known.push_back(known_at(existing, i));
   return known;
+}
+
+std::vector<SqlCommand> PostgresStore::removal(int64_t id) const {
+  return {{kNoteErasedPoint, {id}}};
+}
+
+std::vector<ResultCode> PostgresStore::erase(const std::string &parent,
+                                             std::span<const int32_t> ids) {
+  std::vector<ResultCode> codes = SqlStore::erase(parent, ids);
+  remove_leftovers(session_, sweep_after_call(session_.bound()));
+  return codes;
 }
 
 std::vector<ResultCode> PostgresStore::write(WriteKind kind, const SampleRows &rows) {
   std::vector<ResultCode> codes(rows.count, kOk);
   for (;;) {
     const std::vector<size_t> order = in_key_order(rows, codes);
+    const bool plainly = inserts_plainly();
     try {
-      transaction([&] {
-        for (size_t first = 0; first < order.size(); first += kRowsPerStatement) {
-          const size_t count = std::min(kRowsPerStatement, order.size() - first);
-          write_part(kind, rows, std::span(order).subspan(first, count));
-        }
-        return 0;
-      });
+      retried([&] { write_rows(kind, rows, order); });
+      if (!plainly && upserts_left_ > 0) --upserts_left_;
       return codes;
-    } catch (const UnknownPoints &) {
-      mark_unknown(rows, order, codes);
+    } catch (const SqlFailure &failure) {
+      if (failure.state() == kDivisionByZero) {
+        mark_unknown(rows, order, codes);
+      } else if (plainly && is_key_conflict(failure.state())) {
+        upserts_left_ = kUpsertsAfterConflict;
+      } else {
+        throw;
+      }
     }
   }
 }
 
-void PostgresStore::write_part(WriteKind kind, const SampleRows &rows,
-                               std::span<const size_t> part) {
+void PostgresStore::write_rows(WriteKind kind, const SampleRows &rows,
+                               std::span<const size_t> order) {
+  if (order.size() <= kRowsPerStatement) {
+    if (!order.empty()) session_.transact(write_commands(kind, rows, order));
+    return;
+  }
+  session_.begin();
+  try {
+    for (size_t first = 0; first < order.size(); first += kRowsPerStatement) {
+      const size_t count = std::min(kRowsPerStatement, order.size() - first);
+      session_.exchange(write_commands(kind, rows, order.subspan(first, count)));
+    }
+    session_.commit();
+  } catch (...) {
+    session_.roll_back();
+    throw;
+  }
+}
+
+std::vector<Command> PostgresStore::write_commands(WriteKind kind, const SampleRows &rows,
+                                                   std::span<const size_t> part) const {
   const std::vector<int32_t> points = distinct_ids(rows, part);
-  const std::vector<Parameter> parameters = to_columns(rows, part);
-  std::vector<Command> commands{{kHoldPoints, {int4_array(points)}}, {kInsertSamples, parameters}};
-  if (kind == WriteKind::realtime) commands.push_back({kSetCurrentValues, parameters});
-  const auto results = session_.exchange(commands);
-  const auto held = number_at<int64_t>(results[0], 0, 0);
-  if (held != static_cast<int64_t>(points.size())) throw UnknownPoints();
+  const std::vector<Parameter> columns = to_columns(rows, part);
+  std::vector<Command> commands{
+      {kHoldPoints, {int4_array(points), int4(static_cast<int32_t>(points.size()))}},
+      {inserts_plainly() ? kInsertSamples : kInsertSamples + kReplaceSample, columns}};
+  if (kind == WriteKind::realtime) commands.push_back({kSetCurrentValues, columns});
+  return commands;
 }
 
 void PostgresStore::mark_unknown(const SampleRows &rows, std::span<const size_t> order,
@@ -193,22 +291,39 @@ void PostgresStore::mark_unknown(const SampleRows &rows, std::span<const size_t>
 }
 
 std::vector<Reading> PostgresStore::current(std::span<const int32_t> ids) {
-  return to_readings(ask(
-      "SELECT o.id IS NOT NULL, c.time, c.status, c.value"
-      " FROM unnest($1) WITH ORDINALITY AS i (id, position)" +
-          kJoinPointById + " LEFT JOIN current_value AS c ON c.point_id = i.id ORDER BY i.position",
-      {int4_array(ids)}));
+  if (session_.distributed()) {
+    std::vector<Command> queries;
+    for (const int32_t id : ids) {
+      queries.push_back(
+          {"SELECT time, status, value FROM kelp.current_value WHERE point_id = $1", {int4(id)}});
+    }
+    return read_each(std::move(queries), ids);
+  }
+  return to_readings(
+      ask("SELECT o.id IS NOT NULL, c.time, c.status, c.value" + kEachId + kJoinPoint +
+              " LEFT JOIN kelp.current_value AS c ON c.point_id = i.id" + kInOrder,
+          {int4_array(ids)}),
+      ids.size());
 }
 
 std::vector<Reading> PostgresStore::as_of(std::span<const int32_t> ids, int32_t time) {
+  if (session_.distributed()) {
+    std::vector<Command> queries;
+    for (const int32_t id : ids) {
+      queries.push_back(
+          {"SELECT time, status, value FROM kelp.sample"
+           " WHERE point_id = $1 AND time <= $2 ORDER BY time DESC LIMIT 1",
+           {int4(id), int4(time)}});
+    }
+    return read_each(std::move(queries), ids);
+  }
   return to_readings(
-      ask("SELECT o.id IS NOT NULL, s.time, s.status, s.value"
-          " FROM unnest($1) WITH ORDINALITY AS i (id, position)" +
-              kJoinPointById +
-              " LEFT JOIN LATERAL (SELECT time, status, value FROM sample"
-              "   WHERE point_id = i.id AND time <= $2 ORDER BY time DESC LIMIT 1) AS s ON true"
-              " ORDER BY i.position",
-          {int4_array(ids), int4(time)}));
+      ask("SELECT o.id IS NOT NULL, s.time, s.status, s.value" + kEachId + kJoinPoint +
+              " LEFT JOIN LATERAL (SELECT time, status, value FROM kelp.sample"
+              "   WHERE point_id = i.id AND time <= $2 ORDER BY time DESC LIMIT 1) AS s ON true" +
+              kInOrder,
+          {int4_array(ids), int4(time)}),
+      ids.size());
 }
 
 std::vector<std::vector<Sample>> PostgresStore::range(std::span<const RangeStart> points,
@@ -216,24 +331,31 @@ std::vector<std::vector<Sample>> PostgresStore::range(std::span<const RangeStart
   const size_t points_per_trip = std::max<size_t>(kRowsPerTrip / limit, 1);
   std::vector<std::vector<Sample>> rows;
   while (rows.size() < points.size()) {
-    std::vector<Command> commands;
+    std::vector<int32_t> ids;
+    std::vector<Command> queries;
     const size_t left = points.size() - rows.size();
     for (const RangeStart &point : points.subspan(rows.size(), std::min(left, points_per_trip))) {
-      commands.push_back(
+      ids.push_back(point.id);
+      queries.push_back(
           {kSelectRange,
            {int4(point.id), int4(point.begin), int4(end), int4(static_cast<int32_t>(limit))}});
     }
-    for (const Result &found : retried([&] { return session_.exchange(commands); })) {
-      rows.push_back(to_samples(found));
+    const std::vector<Result> found = ask_each(std::move(queries), ids);
+    for (size_t i = 0; i < ids.size(); ++i) {
+      rows.push_back(known_at(found.back(), i) ? to_samples(found[i]) : std::vector<Sample>());
     }
   }
   return rows;
 }
 
 int64_t PostgresStore::count(RangeStart point, int32_t end, int32_t step) {
-  std::vector<Parameter> parameters{int4(point.id), int4(point.begin), int4(end)};
-  if (step != 1) parameters.push_back(int4(step));
-  return number_at<int64_t>(ask(step == 1 ? kCountSamples : kCountIntervals, parameters), 0, 0);
+  Command query{kCountSamples, {int4(point.id), int4(point.begin), int4(end)}};
+  if (step != 1) {
+    query.sql = kCountIntervals;
+    query.parameters.push_back(int4(step));
+  }
+  const std::vector<Result> found = ask_each({std::move(query)}, {&point.id, 1});
+  return known_at(found.back(), 0) ? number_at<int64_t>(found[0], 0, 0) : 0;
 }
 
 }  // namespace kelp::postgres

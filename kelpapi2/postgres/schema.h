@@ -5,8 +5,8 @@
 
 namespace kelp::postgres {
 
-// Makes the tables unless they are there, and checks their version. Any number of programs may do
-// so at once.
+// Makes the tables, or brings those of an older version up to date, and checks that they are there
+// and can be written. Any number of programs may do so at once.
 void prepare_schema(Session &session);
 
 }  // namespace kelp::postgres

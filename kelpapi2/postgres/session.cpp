@@ -1,11 +1,18 @@
 // The session stays in libpq's pipeline mode throughout: any number of commands, then a sync, is
-// one round trip. Every answer resets the time that the server may stay silent.
+// one round trip. Every answer resets the time that the server may stay silent, and a flush request
+// after every command keeps the server from holding answers back.
+//
+// A server that was frozen, or cut off, goes on with what it had received when it thaws, though the
+// call that sent it was given up long before. So a commit is not sent before the answers are there;
+// or else the statement before it fails on the server if the server's clock says that by then the
+// call may have been given up. The clock is read with every such commit, and a connection that is
+// given up takes back what has not been delivered.
 #include "postgres/session.h"
 
 #include <poll.h>
+#include <sys/socket.h>
 
 #include <algorithm>
-#include <cerrno>
 
 #include "postgres/sqlstate.h"
 
@@ -13,34 +20,21 @@ namespace kelp::postgres {
 
 namespace {
 
-using Clock = Session::Clock;
+// Explicitly: under a stricter default of the server, a write would not see that its point was
+// deleted while it waited for it.
+const Command kBegin{"BEGIN ISOLATION LEVEL READ COMMITTED"};
+const Command kCommit{"COMMIT"};
 
-std::string first_line(const char *text) {
-  const std::string line = text ? text : "";
-  return line.substr(0, line.find('\n'));
-}
+const std::string kServerTime = "CAST (extract(epoch FROM pg_catalog.clock_timestamp()) AS float8)";
 
-std::vector<std::string> split_hosts(const std::string &hosts) {
-  std::vector<std::string> result;
-  for (size_t start = 0;;) {
-    const size_t comma = hosts.find(',', start);
-    result.push_back(hosts.substr(start, comma - start));
-    if (comma == std::string::npos) return result;
-    start = comma + 1;
-  }
-}
+constexpr const char *kUnasked = "an answer that was not asked for";
 
-// Waits for the events on a socket; false at the deadline.
-bool wait_for_socket(int socket, short events, Clock::time_point deadline) {
-  for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-    if (left.count() < 0) return false;
-    pollfd request{socket, events, 0};
-    const int ready = poll(&request, 1, static_cast<int>(std::min<int64_t>(left.count(), 60'000)));
-    if (ready > 0) return true;
-    if (ready == 0 && Clock::now() >= deadline) return false;
-    // The next call on the socket will say what is wrong.
-    if (ready < 0 && errno != EINTR) return true;
+double seconds(Clock::duration duration) { return std::chrono::duration<double>(duration).count(); }
+
+// Fails unless the result is that of a transaction that was committed, and not rolled back.
+void check_committed(const Result &result) {
+  if (std::string_view(PQcmdStatus(result.get())) != kCommit.sql) {
+    throw Failure(kConflict, "the server rolled a transaction back");
   }
 }
 
@@ -48,90 +42,101 @@ bool wait_for_socket(int socket, short events, Clock::time_point deadline) {
 
 Session::Session(const StoreAddress &address)
     : bound_(std::chrono::seconds(std::max(address.wait_seconds, 1))) {
-  const auto deadline = Clock::now() + bound_;
-  const std::vector<std::string> hosts = split_hosts(address.host);
-  std::string causes;
-  ResultCode code = kNoConnection;
-  for (size_t i = 0; i < hosts.size() && !connection_; ++i) {
-    const auto now = Clock::now();
-    const auto share = (deadline - now) / static_cast<int64_t>(hosts.size() - i);
-    try {
-      connect(address, hosts[i], now + share);
-    } catch (const Failure &failure) {
-      causes += (causes.empty() ? "" : "; ") + std::string(failure.what());
-      code = failure.code();
-    }
-  }
-  if (!connection_) throw Failure(code, causes);
-}
-
-void Session::connect(const StoreAddress &address, const std::string &host,
-                      Clock::time_point deadline) {
-  const std::string port = std::to_string(address.port);
-  server_ = "server " + host + ":" + port;
-  // libpq takes an empty text for a setting that was not given.
-  const std::pair<const char *, const char *> settings[] = {{"host", host.c_str()},
-                                                            {"port", port.c_str()},
-                                                            {"user", address.user.c_str()},
-                                                            {"password", address.password.c_str()},
-                                                            {"application_name", "kelptest"},
-                                                            {"client_encoding", "UTF8"},
-                                                            {"target_session_attrs", "read-write"},
-                                                            {nullptr, nullptr}};
-  std::vector<const char *> keywords, values;
-  for (const auto &[keyword, value] : settings) {
-    keywords.push_back(keyword);
-    values.push_back(value);
-  }
-  Handle connection(PQconnectStartParams(keywords.data(), values.data(), 0));
-  if (!connection) throw Failure(kOutOfMemory, "out of memory");
+  connection_ = connect(address, Clock::now() + bound_);
   PQsetNoticeReceiver(
-      connection.get(), [](void *, const PGresult *) {}, nullptr);
-  await_connection(connection.get(), deadline);
-  enter_pipeline(connection.get());
-  connection_ = std::move(connection);
+      connection(), [](void *notices, const PGresult *) { ++*static_cast<int *>(notices); },
+      &notices_);
+  if (PQsetnonblocking(connection(), 1) != 0 || PQenterPipelineMode(connection()) != 1) {
+    throw Failure(kInternal, first_line(PQerrorMessage(connection())));
+  }
+  configure(address.lazy_commits);
 }
 
-void Session::await_connection(PGconn *connection, Clock::time_point deadline) const {
-  auto state =
-      PQstatus(connection) == CONNECTION_BAD ? PGRES_POLLING_FAILED : PGRES_POLLING_WRITING;
-  while (state != PGRES_POLLING_OK && state != PGRES_POLLING_FAILED) {
-    const short events = state == PGRES_POLLING_READING ? POLLIN : POLLOUT;
-    if (!wait_for_socket(PQsocket(connection), events, deadline)) {
-      throw Failure(kNoConnection, server_ + ": no answer while connecting");
-    }
-    state = PQconnectPoll(connection);
+// A statement that takes, or waits for a lock, nearly as long as the bound is ended by the server:
+// it does not live on there after the call was given up. Settings of the user that are stricter
+// stay. Only the names of these settings are fixed, since not every server knows all of them.
+void Session::configure(bool lazy_commits) {
+  const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(bound_).count();
+  const std::string longest = std::to_string(milliseconds * 9 / 10);
+  const auto set = [](const std::string &setting, const std::string &value) {
+    return Command{"SELECT pg_catalog.set_config('" + setting + "', '" + value + "', false)"};
+  };
+  std::vector<Command> commands{
+      set("search_path", "pg_catalog"),
+      {"SELECT pg_catalog.set_config(name, '" + longest +
+       "', false) FROM pg_catalog.pg_settings"
+       " WHERE CASE WHEN name IN ('lock_timeout', 'statement_timeout')"
+       " THEN CAST (setting AS int8) NOT BETWEEN 1 AND " +
+       longest + " ELSE false END"},
+      {"SELECT pg_catalog.to_regclass('pg_catalog.pg_dist_partition') IS NOT NULL"}};
+  if (lazy_commits) commands.push_back(set("synchronous_commit", "off"));
+  // Such a database holds any bytes, and converts none.
+  const char *encoding = PQparameterStatus(connection(), "server_encoding");
+  if (encoding && std::string_view(encoding) == "SQL_ASCII") {
+    commands.push_back(set("client_encoding", "SQL_ASCII"));
   }
-  if (state == PGRES_POLLING_FAILED) {
-    throw Failure(kNoConnection, first_line(PQerrorMessage(connection)));
+  const std::vector<Result> results = exchange(commands);
+  distributed_ = bool_at(results[2], 0, 0);
+  try {
+    exchange(
+        {{"SELECT pg_catalog.set_config(name, '1000', false) FROM pg_catalog.pg_settings"
+          " WHERE name = 'client_connection_check_interval' AND setting = '0'"}});
+  } catch (const SqlFailure &failure) {
+    // The server's system cannot watch connections; the limits above have to do.
+    if (failure.state() != "22023") throw;
   }
+  read_clock();
 }
 
-void Session::enter_pipeline(PGconn *connection) {
-  if (PQsetnonblocking(connection, 1) != 0 || PQenterPipelineMode(connection) != 1) {
-    throw Failure(kInternal, first_line(PQerrorMessage(connection)));
-  }
+void Session::read_clock() {
+  const std::vector<Result> results = exchange({{"SELECT " + kServerTime}});
+  server_time_ = number_at<double>(results[0], 0, 0);
+  server_time_read_ = heard_;
+}
+
+// Fails, by a division by zero, if the call that sends it now may have been given up already.
+Command Session::in_time() const {
+  const auto given_up = Clock::now() + bound_;
+  return {"SELECT clock, 1 / CAST (clock < $1 AS int4) FROM (SELECT " + kServerTime +
+              ") AS server (clock)",
+          {float8(server_time_ + seconds(given_up - server_time_read_))}};
 }
 
 std::vector<Result> Session::exchange(const std::vector<Command> &commands) {
-  if (!connection_) throw Failure(kLost);  // why was said when it was lost
-  const bool begins = begin_pending_;
+  if (!begin_pending_) return round_trip({commands});
   begin_pending_ = false;
-  in_transaction_ = in_transaction_ || begins;
+  in_transaction_ = true;
+  std::vector<Result> results = round_trip({Commands(&kBegin, 1), commands});
+  results.erase(results.begin());
+  return results;
+}
+
+std::vector<Result> Session::transact(const std::vector<Command> &commands) {
+  const size_t timing = 1 + commands.size();
   try {
-    std::vector<Sent> sent;
-    if (begins) send({"BEGIN"}, sent);
-    for (const Command &command : commands) send(command, sent);
-    if (PQpipelineSync(connection_.get()) != 1) give_up(kLost, "the connection was lost");
-    flush();
-    std::vector<Result> results = collect(sent);
-    if (begins) results.erase(results.begin());
+    const Command ending[] = {in_time(), kCommit};
+    in_transaction_ = true;
+    std::vector<Result> results = round_trip({Commands(&kBegin, 1), commands, ending});
+    in_transaction_ = false;
+    check_committed(results.back());
+    server_time_ = number_at<double>(results[timing], 0, 0);
+    server_time_read_ = heard_;
+    results.resize(timing);
+    results.erase(results.begin());
     return results;
-  } catch (const SqlFailure &) {
-    throw;
+  } catch (const SqlFailure &failure) {
+    roll_back();
+    if (failure.command() != timing) throw;
+  }
+  // It took long, and yet was not given up; or one of the clocks was set.
+  read_clock();
+  begin();
+  try {
+    std::vector<Result> results = exchange(commands);
+    commit();
+    return results;
   } catch (...) {
-    // Unread answers would be taken for those of the next commands.
-    connection_.reset();
+    roll_back();
     throw;
   }
 }
@@ -139,20 +144,41 @@ std::vector<Result> Session::exchange(const std::vector<Command> &commands) {
 void Session::commit() {
   begin_pending_ = false;
   if (!in_transaction_) return;
-  exchange({{"COMMIT"}});
+  const std::vector<Result> results = round_trip({Commands(&kCommit, 1)});
   in_transaction_ = false;
+  check_committed(results[0]);
 }
 
 void Session::roll_back() noexcept {
   begin_pending_ = false;
-  if (!in_transaction_ || !connection_) return;
+  if (!in_transaction_ || !connection()) return;
   try {
     exchange({{"ROLLBACK"}});
   } catch (...) {
     // The server does it when it finds the connection gone.
-    connection_.reset();
+    connection_.handle.reset();
   }
   in_transaction_ = false;
+}
+
+std::vector<Result> Session::round_trip(std::initializer_list<Commands> batches) {
+  if (!connection()) throw Failure(kLost);  // why was said when it was lost
+  heard_ = Clock::now();
+  try {
+    std::vector<Sent> sent;
+    for (const Commands batch : batches) {
+      for (const Command &command : batch) send(command, sent);
+    }
+    if (PQpipelineSync(connection()) != 1) give_up(kLost, "the connection was lost");
+    flush();
+    return collect(sent);
+  } catch (const SqlFailure &) {
+    throw;
+  } catch (...) {
+    // Unread answers would be taken for those of the next commands.
+    connection_.handle.reset();
+    throw;
+  }
 }
 
 void Session::send(const Command &command, std::vector<Sent> &sent) {
@@ -167,85 +193,111 @@ void Session::send(const Command &command, std::vector<Sent> &sent) {
     formats.push_back(parameter.binary);
   }
   const int count = static_cast<int>(types.size());
-  PGconn *connection = connection_.get();
+  constexpr int binary_result = 1;
   const auto [statement, added] = prepared_.try_emplace(command.sql);
   bool taken = true;
   if (added) {
     statement->second = "kelp" + std::to_string(next_name_++);
-    sent.push_back({command.sql, true});
-    taken = PQsendPrepare(connection, statement->second.c_str(), command.sql.c_str(), count,
+    sent.push_back({&statement->first, true});
+    taken = PQsendPrepare(connection(), statement->second.c_str(), command.sql.c_str(), count,
                           types.data()) == 1;
   }
-  sent.push_back({command.sql, false});
-  taken = taken && PQsendQueryPrepared(connection, statement->second.c_str(), count, values.data(),
-                                       lengths.data(), formats.data(), command.binary_result) == 1;
-  if (!taken) give_up(kLost, first_line(PQerrorMessage(connection)));
+  sent.push_back({&statement->first, false});
+  taken = taken &&
+          PQsendQueryPrepared(connection(), statement->second.c_str(), count, values.data(),
+                              lengths.data(), formats.data(), binary_result) == 1 &&
+          PQsendFlushRequest(connection()) == 1;
+  if (!taken) give_up(kLost, first_line(PQerrorMessage(connection())));
 }
 
+// One result for everything that was sent, then the sync; anything else is not understood.
 std::vector<Result> Session::collect(const std::vector<Sent> &sent) {
   std::vector<Result> results;
   Result failed;
-  for (size_t i = 0; Result result = next_result(); ++i) {
+  size_t commands = 0, failed_command = 0;
+  for (const auto &[sql, preparation] : sent) {
+    Result result = next_result();
     const ExecStatusType status = PQresultStatus(result.get());
-    if (status == PGRES_PIPELINE_SYNC) break;
     const bool done = status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
-    const bool preparation = i < sent.size() && sent[i].preparation;
-    if (!done && preparation) prepared_.erase(sent[i].sql);
-    if (done && !preparation) results.push_back(std::move(result));
-    if (!done && !failed) failed = std::move(result);
-    // Nothing more will come, and the first failure says best why.
-    if (failed && PQstatus(connection_.get()) == CONNECTION_BAD) break;
+    const bool skipped = status == PGRES_PIPELINE_ABORTED && failed;
+    if (!done && !skipped && status != PGRES_FATAL_ERROR) {
+      give_up(kLost, kUnasked);
+    }
+    if (!done && preparation) prepared_.erase(*sql);
+    if (!done && !failed) {
+      failed = std::move(result);
+      failed_command = commands;
+      // Nothing more will come, and the first failure says best why.
+      if (PQstatus(connection()) == CONNECTION_BAD) fail(failed.get(), failed_command);
+    }
+    if (preparation) continue;
+    ++commands;
+    if (done) results.push_back(std::move(result));
   }
-  if (failed) fail(failed.get());
+  if (PQresultStatus(next_result().get()) != PGRES_PIPELINE_SYNC) {
+    give_up(kLost, kUnasked);
+  }
+  if (failed) fail(failed.get(), failed_command);
   return results;
 }
 
 void Session::flush() {
   for (;;) {
-    const int left = PQflush(connection_.get());
+    const int left = PQflush(connection());
     if (left == 0) return;
-    if (left < 0) give_up(kLost, first_line(PQerrorMessage(connection_.get())));
+    if (left < 0) give_up(kLost, first_line(PQerrorMessage(connection())));
     wait(true);
   }
 }
 
-// The next result of the pipeline; libpq ends the results of each command with a null.
+// The next result of the pipeline. libpq ends the results of each command with a null, and gives
+// nothing but nulls when it expects nothing more.
 Result Session::next_result() {
-  PGconn *connection = connection_.get();
-  for (;;) {
-    while (PQstatus(connection) != CONNECTION_BAD && PQisBusy(connection)) wait(false);
-    Result result(PQgetResult(connection));
-    if (result) return result;
-    if (PQstatus(connection) == CONNECTION_BAD) give_up(kLost, "the connection was lost");
+  constexpr int most_ends = 2;
+  for (int ends = 0; ends < most_ends; ++ends) {
+    while (PQstatus(connection()) != CONNECTION_BAD && PQisBusy(connection())) wait(false);
+    if (Result result{PQgetResult(connection())}) {
+      heard_ = Clock::now();
+      return result;
+    }
+    if (PQstatus(connection()) == CONNECTION_BAD) give_up(kLost, "the connection was lost");
   }
+  give_up(kLost, kUnasked);
 }
 
 void Session::wait(bool to_write) {
   const short events = to_write ? POLLIN | POLLOUT : POLLIN;
-  if (!wait_for_socket(PQsocket(connection_.get()), events, Clock::now() + bound_)) {
+  if (!wait_for_socket(PQsocket(connection()), events, heard_ + bound_)) {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(bound_).count();
     give_up(kTimedOut, "no answer for " + std::to_string(seconds) + " s");
   }
   // A failure to read shows up in the results, with its cause.
-  PQconsumeInput(connection_.get());
+  PQconsumeInput(connection());
+  const int notices = notices_;
+  PQisBusy(connection());  // looks at what has come
+  if (notices_ == notices) heard_ = Clock::now();
 }
 
 void Session::give_up(ResultCode code, const std::string &cause) {
-  const std::string text = server_ + ": " + cause;
-  connection_.reset();
+  const std::string text = server() + ": " + cause;
+  if (code == kTimedOut) {
+    const linger at_once{1, 0};
+    setsockopt(PQsocket(connection()), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+  }
+  connection_.handle.reset();
   throw Failure(code, text);
 }
 
-void Session::fail(const PGresult *result) {
+void Session::fail(const PGresult *result, size_t command) {
   const char *field = PQresultErrorField(result, PG_DIAG_SQLSTATE);
   const std::string state = field ? field : "";
   const char *primary = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
   const std::string text =
-      server_ + ": " + first_line(primary ? primary : PQresultErrorMessage(result));
+      server() + ": " + first_line(primary ? primary : PQresultErrorMessage(result));
   const ResultCode code = code_of_sqlstate(state);
   if (code == kReadOnly) read_only_ = true;
-  if (code == kLost || PQstatus(connection_.get()) == CONNECTION_BAD) connection_.reset();
-  throw SqlFailure(state, code, text);
+  if (code == kLost || PQstatus(connection()) == CONNECTION_BAD) connection_.handle.reset();
+  throw SqlFailure(state, command, code, text);
 }
 
 }  // namespace kelp::postgres

@@ -1,74 +1,76 @@
-// A connection to a PostgreSQL server on which nothing can hang: everything is sent and awaited
+// A session at a PostgreSQL server on which nothing can hang: everything is sent and awaited
 // asynchronously, and a server that stays silent for longer than the bound is given up. libpq's
 // own blocking calls, its keepalives and its cancel requests do not bound a frozen server.
 #pragma once
 
-#include <libpq-fe.h>
-
-#include <chrono>
-#include <memory>
-#include <string>
+#include <initializer_list>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
 #include "postgres/binary.h"
-#include "store/store.h"
+#include "postgres/connection.h"
 
 namespace kelp::postgres {
 
 // A failure that the server reported, with its SQLSTATE.
 class SqlFailure : public Failure {
  public:
-  SqlFailure(std::string state, ResultCode code, const std::string &text)
-      : Failure(code, text), state_(std::move(state)) {}
+  SqlFailure(std::string state, size_t command, ResultCode code, const std::string &text)
+      : Failure(code, text), state_(std::move(state)), command_(command) {}
   const std::string &state() const { return state_; }
+  // Which command of the round trip it was, counted from 0.
+  size_t command() const { return command_; }
 
  private:
   std::string state_;
+  size_t command_;
 };
 
 struct Command {
   std::string sql;  // prepared once per session
   std::vector<Parameter> parameters = {};
-  bool binary_result = true;
 };
 
 class Session {
  public:
-  using Clock = std::chrono::steady_clock;
-
-  // Connects to the first host of the address that takes the session, and writes in it, all of them
-  // together within the bound.
+  // Connects and sets what the session needs, within the bound.
   explicit Session(const StoreAddress &address);
+  Session(const Session &) = delete;
+  Session &operator=(const Session &) = delete;
 
-  const std::string &server() const { return server_; }
+  const std::string &server() const { return connection_.server; }
 
-  // Sends the commands in one round trip and returns their results. Outside a transaction they are
-  // one by themselves. Without commands it is an empty round trip.
+  // Sends the commands in one round trip and returns the result of each, in binary form. Outside a
+  // transaction they are one by themselves. Without commands it is an empty round trip.
   std::vector<Result> exchange(const std::vector<Command> &commands);
 
-  // Begins a transaction with the next exchange.
+  // The same as a transaction of its own, committed in the same round trip if the server gets to
+  // that in time: a call that was given up is never committed later.
+  std::vector<Result> transact(const std::vector<Command> &commands);
+
+  // A transaction of several exchanges: it begins with the next one and is committed, or rolled
+  // back, in a round trip of its own.
   void begin() { begin_pending_ = true; }
-  // A round trip of its own, so that a call that was given up before is never committed later.
   void commit();
   void roll_back() noexcept;
 
-  bool usable() const { return connection_ != nullptr && !read_only_; }
+  bool usable() const { return connection_.handle != nullptr && !read_only_; }
   Clock::duration bound() const { return bound_; }
+  // Whether the server is one of several that tables are distributed over.
+  bool distributed() const { return distributed_; }
 
  private:
-  struct ConnectionCloser {
-    void operator()(PGconn *connection) const { PQfinish(connection); }
-  };
+  PGconn *connection() const { return connection_.handle.get(); }
+  void configure(bool lazy_commits);
+  void read_clock();
+  Command in_time() const;
 
-  using Handle = std::unique_ptr<PGconn, ConnectionCloser>;
-
-  void connect(const StoreAddress &address, const std::string &host, Clock::time_point deadline);
-  void await_connection(PGconn *connection, Clock::time_point deadline) const;
-  static void enter_pipeline(PGconn *connection);
+  using Commands = std::span<const Command>;
+  std::vector<Result> round_trip(std::initializer_list<Commands> batches);
   // What was sent and will be answered by one result each: a statement, or its preparation.
   struct Sent {
-    std::string sql;
+    const std::string *sql;  // in prepared_
     bool preparation;
   };
   void send(const Command &command, std::vector<Sent> &sent);
@@ -78,14 +80,21 @@ class Session {
   // Waits for the socket; reads what has come. Gives the connection up at the end of the bound.
   void wait(bool to_write);
   [[noreturn]] void give_up(ResultCode code, const std::string &cause);
-  [[noreturn]] void fail(const PGresult *result);
+  [[noreturn]] void fail(const PGresult *result, size_t command);
 
-  Handle connection_;
-  std::string server_;  // names the server in failures
+  Connection connection_;
   Clock::duration bound_;
   bool begin_pending_ = false;
   bool in_transaction_ = false;
   bool read_only_ = false;  // the server turned out to take no writes
+  bool distributed_ = false;
+
+  Clock::time_point heard_;  // when the server last answered
+  int notices_ = 0;          // which are no answers
+  // What the server's clock showed when it was last read, in seconds, and when that was heard.
+  double server_time_ = 0;
+  Clock::time_point server_time_read_;
+
   std::unordered_map<std::string, std::string> prepared_;  // names by text
   int next_name_ = 0;
 };

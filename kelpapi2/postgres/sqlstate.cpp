@@ -65,4 +65,8 @@ bool is_creation_race(std::string_view state) {
   return is_any_of(state, {"23505", "42P06", "42P07", "42710", "XX000", "40001", "40P01"});
 }
 
+bool is_key_conflict(std::string_view state) { return is_any_of(state, {"23505", "XX000"}); }
+
+bool is_unfit_text(std::string_view state) { return is_any_of(state, {"22021", "22P05"}); }
+
 }  // namespace kelp::postgres

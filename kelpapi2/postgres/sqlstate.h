@@ -17,4 +17,14 @@ bool is_retryable(std::string_view state);
 // True for what programs run into when they create the same tables at the same moment.
 bool is_creation_race(std::string_view state);
 
+// True for an insert that met a row of the same key. On distributed engines that comes as an
+// internal error.
+bool is_key_conflict(std::string_view state);
+
+// True for a text that is not valid, or has no equivalent in the encoding of the database.
+bool is_unfit_text(std::string_view state);
+
+constexpr std::string_view kDivisionByZero = "22012";
+constexpr std::string_view kUndefinedColumn = "42703";
+
 }  // namespace kelp::postgres

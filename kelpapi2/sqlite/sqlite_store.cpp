@@ -29,7 +29,7 @@ struct Binder {
 }  // namespace
 
 SqliteStore::SqliteStore(const std::string &path, int wait_seconds, bool lazy_commits)
-    : file_(path, wait_seconds, lazy_commits), samples_(file_.database()) {
+    : SqlStore("object"), file_(path, wait_seconds, lazy_commits), samples_(file_.database()) {
   adopt_staged();
 }
 
@@ -65,26 +65,25 @@ int32_t SqliteStore::now() {
   return static_cast<int32_t>(std::time(nullptr));
 }
 
-std::vector<SqlRow> SqliteStore::run_one(const SqlCommand &command) {
+SqlResult SqliteStore::run_one(const SqlCommand &command) {
   Statement &statement = database().statement(command.sql);
   for (size_t i = 0; i < command.parameters.size(); ++i) {
     const int index = statement.index_of(("$" + std::to_string(i + 1)).c_str());
     if (index > 0) std::visit(Binder{statement, index}, command.parameters[i]);
   }
-  std::vector<SqlRow> rows;
+  SqlResult result;
   while (statement.step()) {
-    SqlRow &row = rows.emplace_back();
+    SqlRow &row = result.rows.emplace_back();
     for (int column = 0; column < statement.columns(); ++column) {
       row.push_back(value_of(statement, column));
     }
   }
-  return rows;
+  return result;
 }
 
-std::vector<std::vector<SqlRow>> SqliteStore::run(Access access,
-                                                  const std::vector<SqlCommand> &commands) {
+std::vector<SqlResult> SqliteStore::run(Access access, const std::vector<SqlCommand> &commands) {
   const auto run_all = [&] {
-    std::vector<std::vector<SqlRow>> results;
+    std::vector<SqlResult> results;
     for (const SqlCommand &command : commands) results.push_back(run_one(command));
     return results;
   };
@@ -202,7 +201,7 @@ std::vector<ResultCode> SqliteStore::erase(const std::string &parent,
   return codes;
 }
 
-std::vector<SqlCommand> SqliteStore::forget_samples(int64_t id) const {
+std::vector<SqlCommand> SqliteStore::removal(int64_t id) const {
   return {{"INSERT INTO erased_point (point_id) SELECT $1 WHERE changes() > 0", {id}}};
 }
 

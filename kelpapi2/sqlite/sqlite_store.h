@@ -26,9 +26,8 @@ class SqliteStore final : public SqlStore {
   std::vector<ResultCode> erase(const std::string &parent, std::span<const int32_t> ids) override;
 
  protected:
-  std::vector<std::vector<SqlRow>> run(Access access,
-                                       const std::vector<SqlCommand> &commands) override;
-  std::vector<SqlCommand> forget_samples(int64_t id) const override;
+  std::vector<SqlResult> run(Access access, const std::vector<SqlCommand> &commands) override;
+  std::vector<SqlCommand> removal(int64_t id) const override;
   std::string label() const override { return "store " + file_.path(); }
 
  private:
@@ -40,7 +39,7 @@ class SqliteStore final : public SqlStore {
   auto write(Work &&work);
 
   Database &database() { return file_.database(); }
-  std::vector<SqlRow> run_one(const SqlCommand &command);
+  SqlResult run_one(const SqlCommand &command);
   // Whether a point exists, inside a transaction.
   bool known(int32_t id);
   void forget_erased_points();

@@ -18,6 +18,12 @@ using SqlRow = std::vector<SqlValue>;
 struct SqlCommand {
   std::string sql;  // parameters are $1, $2, ...
   std::vector<SqlValue> parameters;
+  int columns = 1;  // of each row
+};
+
+struct SqlResult {
+  std::vector<SqlRow> rows;
+  bool refused = false;  // the store cannot hold a text of the command, and has done nothing
 };
 
 // Conditions on an object, and what statements of all engines end with.
@@ -36,6 +42,9 @@ inline const std::string kFirstDatabase =
 
 class SqlStore : public Store {
  public:
+  // `object` is the name of the table of objects.
+  explicit SqlStore(std::string object) : object_(std::move(object)) {}
+
   std::vector<ObjectRecord> databases() override;
   std::vector<ObjectRecord> children(const std::string &name) override;
   std::vector<std::optional<ObjectRecord>> points(std::span<const int32_t> ids) override;
@@ -50,18 +59,26 @@ class SqlStore : public Store {
   enum class Access { read, write };
 
   // Runs the commands as one transaction and returns the rows of each.
-  virtual std::vector<std::vector<SqlRow>> run(Access access,
-                                               const std::vector<SqlCommand> &commands) = 0;
-  // What to run behind the deletion of an object with this id, so that its samples go with it. The
-  // deletion may have been refused; then nothing of it may go.
-  virtual std::vector<SqlCommand> forget_samples(int64_t id) const;
+  virtual std::vector<SqlResult> run(Access access, const std::vector<SqlCommand> &commands) = 0;
+
+  // What removes the samples of a deleted object, unless the object is still there. Runs after the
+  // deletion and a query.
+  virtual std::vector<SqlCommand> removal(int64_t id) const = 0;
   // Names the store in lines for the operator.
-  virtual std::string label() const { return "the store"; }
+  virtual std::string label() const = 0;
 
  private:
-  std::vector<std::vector<ObjectRecord>> select(const std::vector<SqlCommand> &queries);
+  SqlCommand select(const std::string &condition, std::vector<SqlValue> parameters) const;
+  SqlCommand insert_command(const std::string &parent, const ObjectRecord &record) const;
+  SqlCommand update_command(const std::string &parent, const ObjectChange &change) const;
+  SqlCommand erase_command(const std::string &parent, int64_t id) const;
+  // What each of some queries finds.
+  std::vector<std::vector<ObjectRecord>> read_objects(const std::vector<SqlCommand> &queries);
+  // The same query for every key: a record where it found one.
   template <typename Keys>
   std::vector<std::optional<ObjectRecord>> look_up(const Keys &keys, const std::string &condition);
+
+  std::string object_;
 };
 
 }  // namespace kelp
