@@ -1,11 +1,13 @@
 #include "contract.h"
 
+#include <sstream>
+
 #include "support/required.h"
 #include "support/server.h"
 
 namespace kelptest {
 
-INSTANTIATE_TEST_SUITE_P(Engine, Contract, testing::Values("sqlite", "postgres"),
+INSTANTIATE_TEST_SUITE_P(Engine, Contract, testing::Values("sqlite", "postgres", "distributed"),
                          [](const auto &engine) { return engine.param; });
 
 namespace {
@@ -40,9 +42,44 @@ bool Contract::make_store() {
     return true;
   }
   if (!Server::available()) return false;
-  static Server server;  // for all tests, with a database for each
-  login_ = {server.host(), server.port(), server.new_database(), server.password()};
+  login_ = {server().host(), server().port(), server().new_database(), server().password()};
+  if (GetParam() == "distributed") distribute();
   return true;
+}
+
+// For all tests, with a database for each.
+Server &Contract::server() {
+  static Server server;
+  return server;
+}
+
+// What tells a session that the tables may be distributed is a catalog of that engine.
+void Contract::distribute() {
+  server().sql(
+      "SET allow_system_table_mods TO on;"
+      "CREATE TABLE pg_catalog.pg_dist_partition (logicalrelid regclass)",
+      login_.name);
+  server().sql("ALTER ROLE " + login_.name + " SET log_statement TO 'all'");
+  server().sql("ALTER ROLE " + login_.name + " SET log_parameter_max_length TO 0");
+  log_begin_ = server().log().size();
+}
+
+// A statement on a table that is distributed by point names its point, or is a plain insert.
+void Contract::TearDown() {
+  if (GetParam() != "distributed" || IsSkipped()) return;
+  const auto has = [](const std::string &line, const char *part) {
+    return line.find(part) != std::string::npos;
+  };
+  const std::string statements = server().log().substr(log_begin_);
+  EXPECT_TRUE(has(statements, "LOG:  execute "));
+  std::istringstream log(statements);
+  for (std::string line; std::getline(log, line);) {
+    const bool touches = has(line, " kelp.sample ") || has(line, " kelp.current_value ");
+    if (!has(line, "LOG:  execute ") || !touches || has(line, "CREATE ")) continue;
+    const bool names_its_point = has(line, " WHERE point_id = $1") && !has(line, " JOIN ");
+    EXPECT_TRUE(names_its_point || has(line, ": INSERT INTO kelp.")) << line;
+    EXPECT_FALSE(has(line, "LATERAL") || has(line, "ORDINALITY")) << line;
+  }
 }
 
 }  // namespace kelptest

@@ -7,12 +7,14 @@
 
 #include "support/client.h"
 #include "support/process.h"
+#include "support/server.h"
 
 namespace kelptest {
 
 class Contract : public testing::TestWithParam<std::string> {
  protected:
   void SetUp() override;
+  void TearDown() override;
   // An empty store that nobody else uses; false if the engine is not installed here.
   bool make_store();
 
@@ -22,9 +24,13 @@ class Contract : public testing::TestWithParam<std::string> {
     return connection_.snapshot({id}, time)[0];
   }
 
+  static Server &server();
+  void distribute();
+
   TempFolder folder_;
   Login login_;
   Connection connection_;
+  size_t log_begin_ = 0;  // of what the server logs in this test
 };
 
 // A way to write rows to a point; the first failure.

@@ -167,6 +167,11 @@ std::string Server::sql(const std::string &statement, const std::string &databas
   return text;
 }
 
+void Server::run_script(const std::string &path, const std::string &database) const {
+  run({program_folder() + "/psql", "-Xq", "-v", "ON_ERROR_STOP=1", "-h", folder_.path(), "-p",
+       std::to_string(port_), "-U", "postgres", "-d", database, "-f", path});
+}
+
 std::vector<pid_t> Server::backends(const std::string &login) const {
   std::istringstream text(
       sql("SELECT pid FROM pg_stat_activity WHERE usename = '" + login + "' ORDER BY pid"));

@@ -40,6 +40,10 @@ class Server {
   std::string new_database(const std::string &options = "");
   // What psql prints for the statement, run by a superuser: rows of values separated by '|'.
   std::string sql(const std::string &statement, const std::string &database = "postgres") const;
+  // Runs a script with psql.
+  void run_script(const std::string &path, const std::string &database) const;
+  // All that it has logged since it was started.
+  std::string log() const { return postmaster_->errors(); }
   // The server processes that serve a login.
   std::vector<pid_t> backends(const std::string &login) const;
 
