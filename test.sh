@@ -9,4 +9,4 @@ need_packages g++ make cmake libsqlite3-dev libpq-dev libcli11-dev nlohmann-json
 build release
 build sanitize
 cd "$root/build/sanitize"
-exec ctest --output-on-failure -j "$(nproc)" "$@"
+exec ctest --output-on-failure -j "$((2 * $(nproc)))" "$@" # most of them wait most of the time

@@ -70,7 +70,6 @@ TEST_F(Lying, NoAnswerDoesHarm) {
   const std::pair<const char *, std::function<void()>> calls[] = {
       {"connect", [&] { Connection{login}; }},
       {"write", [&] { write(connection, ids, 5); }},
-      {"snapshot", [&] { connection.snapshot(ids, 9); }},
       {"history", [&] { connection.query(ids, HistoryTimed); }},
       {"insert", [&] { connection.insert("W3.N", "LATE", R8); }},
       {"clock",
