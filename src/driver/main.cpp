@@ -1,4 +1,5 @@
-// Everything but this file is a library that the tests link too. The status is 0 on every path.
+// Everything but this file is a library that the tests link too. The status is 0 on every path but
+// a signal's.
 #include <cctype>
 #include <cstdio>
 #include <cstring>
@@ -29,6 +30,7 @@ int main(int argc, char **argv) try {
     return 0;
   }
   blank_passwords(argc, argv);
+  wipe_progress_on_signals();
   run();
   return 0;
 } catch (const std::bad_alloc &) {

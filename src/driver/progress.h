@@ -14,3 +14,7 @@ void show_progress(int32_t done, int32_t total, const char *unit);
 
 // Takes the line away. For every place that writes something else, or ends.
 void wipe_progress();
+
+// From now on SIGINT and SIGTERM take the line away before they end the process, as they would
+// without this. A signal that is ignored stays ignored.
+void wipe_progress_on_signals();

@@ -2,6 +2,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -9,6 +11,7 @@
 
 #include "demos/demos.h"
 #include "driver/argument.h"
+#include "driver/progress.h"
 #include "driver/registry.h"
 #include "fake.h"
 
@@ -146,6 +149,48 @@ TEST(Progress, MakesRoomForWhatElseTheTerminalShows) {
   for (const std::string &line : split(terminal.written(), '\n'))
     shown += states(line).back() + "\n";
   EXPECT_EQ(shown, play_quickly(played));
+}
+
+// Plays a long demonstration in a process that gets a signal after a while; how that process ended.
+int play_until_signal(int number, int standard_error, int wait_ms) {
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(standard_error, STDERR_FILENO);
+    wipe_progress_on_signals();
+    begin_progress("write_hisvalue_byid_demo");
+    for (int32_t done = 0; done < 1000; ++done) {
+      show_progress(done, 1000, "points");
+      usleep(10'000);
+    }
+    _exit(0);
+  }
+  usleep(wait_ms * 1000);
+  kill(child, number);
+  int status = 0;
+  waitpid(child, &status, 0);
+  return status;
+}
+
+TEST(Progress, IsTakenAwayByASignalThatStillEndsTheProcess) {
+  for (const int number : {SIGINT, SIGTERM}) {
+    const Terminal terminal(80);
+    const int status = play_until_signal(number, terminal.theirs, 1500);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == number) << status;
+    const std::vector<std::string> lines = states(terminal.written());
+    EXPECT_GT(lines.size(), 1u);
+    EXPECT_EQ(lines.back(), "");
+  }
+  const Terminal quick(80);
+  const int status = play_until_signal(SIGINT, quick.theirs, 100);
+  EXPECT_TRUE(WIFSIGNALED(status)) << status;
+  EXPECT_EQ(quick.written(), "");
+}
+
+TEST(Progress, LeavesASignalAloneThatIsIgnored) {
+  signal(SIGINT, SIG_IGN);
+  wipe_progress_on_signals();
+  raise(SIGINT);
+  signal(SIGINT, SIG_DFL);
 }
 
 TEST(Progress, SaysNothingOfAQuickDemonstrationNorToAFile) {
