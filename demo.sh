@@ -5,9 +5,8 @@
 set -euo pipefail
 . "$(dirname "$0")/scripts/common.sh"
 
-need_packages g++ make cmake libsqlite3-dev libpq-dev libcli11-dev nlohmann-json3-dev \
-  libpugixml-dev
-build release
+need_packages "${program_packages[@]}"
+build release kelptest
 
 program=$root/build/release/kelptest
 if [ $# -eq 1 ] && [[ $1 == --help* ]]; then

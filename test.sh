@@ -4,9 +4,9 @@
 set -euo pipefail
 . "$(dirname "$0")/scripts/common.sh"
 
-need_packages g++ make cmake libsqlite3-dev libpq-dev libcli11-dev nlohmann-json3-dev \
-  libpugixml-dev libgtest-dev binutils valgrind postgresql pkgconf gnuplot-nox sqlite3
-build release
+need_packages "${program_packages[@]}" libgtest-dev binutils valgrind postgresql pkgconf \
+  gnuplot-nox sqlite3
+build release kelptest # for the tests that need it without sanitizers
 build sanitize
 cd "$root/build/sanitize"
 exec ctest --output-on-failure -j "$((2 * $(nproc)))" "$@" # most of them wait most of the time

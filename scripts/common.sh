@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# What demo.sh and test.sh share: installing Debian packages that are missing, and building. Sourced.
+# What demo.sh, check.sh and test.sh share: installing Debian packages that are missing, and building. Sourced.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -7,6 +7,9 @@ fail() {
   echo "$(basename "$0"): $*" >&2
   exit 1
 }
+
+# What the two programs and the library are built with.
+program_packages=(g++ make cmake libsqlite3-dev libpq-dev libcli11-dev nlohmann-json3-dev libpugixml-dev)
 
 # Prints those of the named packages that are not installed.
 missing_packages() {
@@ -48,12 +51,33 @@ quietly() {
   return $result
 }
 
-build_preset() (
-  cd "$root" && cmake --preset "$1" && cmake --build --preset "$1" -j "$(nproc)"
-)
+# Reads what make prints and shows how far it is: on a terminal in one line that changes, elsewhere
+# in a line every ten seconds.
+show_percentages() {
+  local line shown=0
+  [ ! -t 2 ] || printf 'Building %s ...' "$1" >&2
+  while IFS= read -r line; do
+    [[ $line =~ ^\[\ *([0-9]+)%\] ]] || continue
+    if [ -t 2 ]; then
+      printf '\rBuilding %s ... %3d %% ' "$1" "${BASH_REMATCH[1]}" >&2
+    elif [ $((SECONDS - shown)) -ge 10 ]; then
+      echo "Building $1 ... ${BASH_REMATCH[1]} %" >&2
+      shown=$SECONDS
+    fi
+  done
+  [ ! -t 2 ] || printf '\r%*s\r' $((${#1} + 24)) '' >&2
+}
 
-# Configures and builds a preset into build/NAME.
+# Configures and builds targets of a preset (all, if none is named) into build/NAME.
 build() {
-  echo "Building build/$1 ..." >&2
-  quietly build_preset "$1" || fail "the build failed"
+  local name=$1 log result=0
+  shift
+  log=$(mktemp)
+  [ -t 2 ] || echo "Building build/$name ..." >&2
+  (cd "$root" && cmake --preset "$name" &&
+    cmake --build --preset "$name" -j "$(nproc)" ${1:+--target "$@"}) 2>&1 |
+    tee "$log" | show_percentages "build/$name" || result=$?
+  [ $result -eq 0 ] || cat "$log" >&2
+  rm -f "$log"
+  [ $result -eq 0 ] || fail "the build failed"
 }

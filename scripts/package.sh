@@ -18,8 +18,7 @@ build_packages() {
     cmake --build "$folder" -j "$(nproc)" && (cd "$folder" && cpack)
 }
 
-need_packages g++ make cmake libsqlite3-dev libpq-dev libcli11-dev nlohmann-json3-dev libpugixml-dev \
-  dpkg-dev lintian
+need_packages "${program_packages[@]}" dpkg-dev lintian
 cd "$root"
 umask 022
 SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || true)}
