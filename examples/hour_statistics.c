@@ -64,7 +64,10 @@ static void print_statistics(ConnectionHandle server, int32_t id, int32_t begin)
 }
 
 int main(int argc, char **argv) {
-  check(argc == 2, "usage: hour_statistics HOST:");
+  if (argc != 2) {
+    fprintf(stderr, "usage: hour_statistics HOST\n");
+    return 2;
+  }
   ConnectionHandle server = kelp2_init(0, argv[1], 8200, 30, "tov", "riverbank", "NULL", 0);
   check(server != NULL, "connecting");
   const int32_t begin = kelp2_encode_time(2026, 1, 1, 0, 0, 0);

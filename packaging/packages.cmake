@@ -17,6 +17,8 @@ set(CPACK_DEBIAN_KELPTEST_PACKAGE_NAME kelptest)
 set(CPACK_DEBIAN_KELPTEST_PACKAGE_SECTION database)
 set(CPACK_DEBIAN_KELPTEST_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_BINARY_DIR}")
+configure_file(postrm.in postrm @ONLY)
+set(CPACK_DEBIAN_KELPTEST_PACKAGE_CONTROL_EXTRA "${CMAKE_CURRENT_BINARY_DIR}/postrm")
 set(CPACK_DEBIAN_KELPTEST_DESCRIPTION "demonstration and smoke test of a historian database
 kelptest runs 29 demonstrations against a real-time and historian server,
 from its clock over a tree of points to history and snapshots, and then

@@ -34,6 +34,13 @@ for file in share/kelptest/partition.sql share/man/man1/kelptest.1 share/man/man
   expect_file "$file"
 done
 
+# A library in the vendor's folder comes before the bundled one.
+mkdir "$libraries/kelptest/vendor"
+cp other/libkelpapi2.so "$libraries/kelptest/vendor"
+if "$tree/bin/kelptest" >/dev/null 2>vendor.log; then exit 1; fi
+grep -q "undefined symbol: kelp2_" vendor.log
+rm -r "$libraries/kelptest/vendor"
+
 # Nothing can be stored in this folder, so the run ends at its first demonstration.
 over_both_libraries "$tree/bin/kelptest" "-Hfile:$folder/none/store" | grep -q "connect error!"
 
@@ -52,6 +59,8 @@ run_example() {
 cp -r "$source/examples" with_make
 PKG_CONFIG_PATH="$libraries/pkgconfig" CFLAGS="-std=c11 -Wall -Werror" make -s -C with_make
 run_example with_make/hour_statistics
+if with_make/hour_statistics 2>usage.log; then exit 1; fi
+diff usage.log - <<<"usage: hour_statistics HOST"
 
 cmake -S "$source/examples" -B with_cmake "-DCMAKE_PREFIX_PATH=$tree" >/dev/null
 cmake --build with_cmake >/dev/null
