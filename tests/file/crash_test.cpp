@@ -2,6 +2,7 @@
 // commits and one that does not (bit 8) write to one store.
 #include "fixture.h"
 #include "recording_vfs.h"
+#include "support/random.h"
 
 namespace kelptest {
 
@@ -42,7 +43,7 @@ TEST_F(Crash, AtAnyMomentLeavesAWholeStoreWithAllThatWasWaitedFor) {
       acknowledged.push_back(vfs.moment());
     }
   }
-  std::mt19937 random(std::random_device{}());
+  Random random;
   const std::string image = folder_.path("image");
   for (int crash = 0; crash < 40; ++crash) {
     const size_t first = acknowledged[0];

@@ -3,9 +3,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <random>
-
 #include "fixture.h"
+#include "support/random.h"
 
 namespace kelptest {
 
@@ -37,7 +36,7 @@ class Killed : public FileTest {
     }
   }
 
-  std::mt19937 random_{std::random_device{}()};
+  Random random_;
 };
 
 TEST_F(Killed, AWriterLosesNothingAcknowledgedAndLeavesNoHalfCall) {

@@ -1,9 +1,9 @@
 // What is staged and what is merged read as one, in whatever ways samples are written: against a
 // model, with enough calls for every bucket to be merged more than once.
 #include <map>
-#include <random>
 
 #include "fixture.h"
+#include "support/random.h"
 
 namespace kelptest {
 
@@ -55,7 +55,7 @@ class Staged : public FileTest {
     EXPECT_EQ(connection.history(point), rows);
   }
 
-  std::mt19937 random_{std::random_device{}()};
+  Random random_;
   Ids points_;
   std::map<int32_t, std::map<int32_t, Row>> model_;
   std::map<int32_t, Row> current_;

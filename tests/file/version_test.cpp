@@ -3,9 +3,9 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <random>
 
 #include "fixture.h"
+#include "support/random.h"
 
 namespace kelptest {
 
@@ -38,7 +38,7 @@ TEST_F(Version, BringingAStoreUpToDateMayBeCutShort) {
       "WITH RECURSIVE n (i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 399999)"
       " INSERT INTO staged_sample (point_id, time, status, value)"
       " SELECT 3 + i % 3, 1000 + i / 3 % 50000, 0, i + 0.5 FROM n");
-  std::mt19937 random(std::random_device{}());
+  Random random;
   for (int run = 0; run < 5; ++run) {
     const pid_t child = fork();
     if (child == 0) _exit(Connection(login_).open());

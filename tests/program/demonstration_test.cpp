@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <set>
+#include <sstream>
 
 #include "driver/argument.h"
 #include "driver/connection.h"
@@ -57,8 +59,31 @@ std::string expected_text(const std::vector<Transcript::Step> &steps, bool displ
   return text + "returned\n";
 }
 
+// In a process of its own, as what it registers is global.
+std::string registered_demonstrations() {
+  return fake::play({}, [] {
+    add();
+    for (const Demo &demo : demo_globle) std::puts(demo.name.c_str());
+  });
+}
+
+TEST(Demonstrations, AllHaveATranscript) {
+  std::set<std::string> told;
+  for (const Transcript &transcript : read_transcripts(TRANSCRIPTS)) {
+    told.insert(transcript.demonstration);
+  }
+  std::istringstream names(registered_demonstrations());
+  size_t registered = 0;
+  for (std::string name; names >> name && name != "returned"; ++registered) {
+    EXPECT_TRUE(told.contains(name)) << name;
+  }
+  EXPECT_EQ(registered, 29u);
+}
+
 TEST(Demonstrations, ShowAndCallWhatTheTranscriptsSay) {
-  for (Transcript &transcript : read_transcripts(TRANSCRIPTS)) {
+  std::vector<Transcript> transcripts = read_transcripts(TRANSCRIPTS);
+  EXPECT_GE(transcripts.size(), 70u);
+  for (Transcript &transcript : transcripts) {
     transcript.script.sleeps = transcript.settings["sleeps"];
     transcript.script.shows_calls = false;
     for (const Transcript::Step &step : transcript.steps) {
