@@ -1,0 +1,50 @@
+#include "habits/habits.h"
+
+namespace kelpcheck {
+
+Habits::Habits() : left_(all_questions().size()), last_(left_.size()), unknown_(left_.size()) {
+  for (size_t i = 0; i < left_.size(); ++i) left_[i] = all_questions()[i].all();
+}
+
+std::optional<Clash> Habits::read(Question question, Answers allowed,
+                                  const Observation &observation) {
+  const size_t i = index(question);
+  const QuestionEntry &entry = entry_of(question);
+  const Answers rest = left_[i] & allowed;
+  const bool was_unlisted = last_[i] && !unknown_[i].empty();
+  if (!rest.empty() && !was_unlisted) {
+    unknown_[i].clear();
+    if (!last_[i] || rest.bits() != left_[i].bits()) last_[i] = observation;
+    left_[i] = rest;
+    return {};
+  }
+  if (!entry.constant) {  // it may change: both are shown
+    left_[i] = left_[i] | (allowed & entry.all());
+    return {};
+  }
+  const bool unlisted = (allowed & entry.all()).empty();
+  if (unlisted && (!last_[i] || (was_unlisted && last_[i]->got == observation.got))) {
+    last_[i] = observation;
+    unknown_[i] = observation.got;
+    return {};
+  }
+  return Clash{*last_[i], observation, was_unlisted ? last_[i]->got : entry.text_of(left_[i])};
+}
+
+void Habits::cannot_know(Question question, const std::string &why) {
+  if (!asked(question)) unknown_[index(question)] = why;
+}
+
+void Habits::promise(Question question, Answer answer, const std::string &source) {
+  left_[index(question)] = answer;
+  last_[index(question)] = Observation{source, entry_of(question).text_of(answer)};
+}
+
+void Habits::adopt(Question question, Answers left, const Observation &last,
+                   const std::string &unknown) {
+  left_[index(question)] = left;
+  last_[index(question)] = last;
+  unknown_[index(question)] = unknown;
+}
+
+}  // namespace kelpcheck
