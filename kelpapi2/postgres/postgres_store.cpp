@@ -291,7 +291,7 @@ void PostgresStore::mark_unknown(const SampleRows &rows, std::span<const size_t>
 }
 
 std::vector<Reading> PostgresStore::current(std::span<const int32_t> ids) {
-  if (session_.distributed()) {
+  if (!session_.engine().joins_samples) {
     std::vector<Command> queries;
     for (const int32_t id : ids) {
       queries.push_back(
@@ -307,7 +307,7 @@ std::vector<Reading> PostgresStore::current(std::span<const int32_t> ids) {
 }
 
 std::vector<Reading> PostgresStore::as_of(std::span<const int32_t> ids, int32_t time) {
-  if (session_.distributed()) {
+  if (!session_.engine().joins_samples) {
     std::vector<Command> queries;
     for (const int32_t id : ids) {
       queries.push_back(

@@ -51,7 +51,7 @@ class PostgresStore final : public SqlStore {
   bool can_hold(const std::string &text);
   bool can_hold_all(const SqlCommand &command);
 
-  bool inserts_plainly() const { return !session_.distributed() && upserts_left_ == 0; }
+  bool inserts_plainly() const { return session_.engine().inserts_arrays && upserts_left_ == 0; }
   // Writes the rows at these positions in one transaction.
   void write_rows(WriteKind kind, const SampleRows &rows, std::span<const size_t> order);
   std::vector<Command> write_commands(WriteKind kind, const SampleRows &rows,

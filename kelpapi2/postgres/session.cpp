@@ -61,22 +61,19 @@ void Session::configure(bool lazy_commits) {
   const auto set = [](const std::string &setting, const std::string &value) {
     return Command{"SELECT pg_catalog.set_config('" + setting + "', '" + value + "', false)"};
   };
-  std::vector<Command> commands{
-      set("search_path", "pg_catalog"),
-      {"SELECT pg_catalog.set_config(name, '" + longest +
-       "', false) FROM pg_catalog.pg_settings"
-       " WHERE CASE WHEN name IN ('lock_timeout', 'statement_timeout')"
-       " THEN CAST (setting AS int8) NOT BETWEEN 1 AND " +
-       longest + " ELSE false END"},
-      {"SELECT pg_catalog.to_regclass('pg_catalog.pg_dist_partition') IS NOT NULL"}};
+  std::vector<Command> commands{set("search_path", "pg_catalog"),
+                                {"SELECT pg_catalog.set_config(name, '" + longest +
+                                 "', false) FROM pg_catalog.pg_settings"
+                                 " WHERE CASE WHEN name IN ('lock_timeout', 'statement_timeout')"
+                                 " THEN CAST (setting AS int8) NOT BETWEEN 1 AND " +
+                                 longest + " ELSE false END"}};
   if (lazy_commits) commands.push_back(set("synchronous_commit", "off"));
   // Such a database holds any bytes, and converts none.
   const char *encoding = PQparameterStatus(connection(), "server_encoding");
   if (encoding && std::string_view(encoding) == "SQL_ASCII") {
     commands.push_back(set("client_encoding", "SQL_ASCII"));
   }
-  const std::vector<Result> results = exchange(commands);
-  distributed_ = bool_at(results[2], 0, 0);
+  exchange(commands);
   try {
     exchange(
         {{"SELECT pg_catalog.set_config(name, '1000', false) FROM pg_catalog.pg_settings"
@@ -85,7 +82,24 @@ void Session::configure(bool lazy_commits) {
     // The server's system cannot watch connections; the limits above have to do.
     if (failure.state() != "22023") throw;
   }
+  ask_engine();
   read_clock();
+}
+
+// A cluster over which tables are distributed keeps catalogs of its own, and its workers know that
+// they are not the coordinator.
+void Session::ask_engine() {
+  const auto there = [](const std::string &catalog) {
+    return Command{"SELECT pg_catalog.to_regclass('pg_catalog." + catalog + "') IS NOT NULL"};
+  };
+  const std::vector<Result> catalogs =
+      exchange({there("pg_dist_partition"), there("pg_dist_local_group")});
+  const bool distributes = bool_at(catalogs[0], 0, 0);
+  engine_.joins_samples = engine_.inserts_arrays = engine_.one_moment = !distributes;
+  if (!bool_at(catalogs[1], 0, 0)) return;
+  const std::vector<Result> place =
+      exchange({{"SELECT coalesce(max(groupid), 0) = 0 FROM pg_catalog.pg_dist_local_group"}});
+  engine_.makes_objects = bool_at(place[0], 0, 0);
 }
 
 void Session::read_clock() {

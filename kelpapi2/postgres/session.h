@@ -32,6 +32,15 @@ struct Command {
   std::vector<Parameter> parameters = {};
 };
 
+// What engines that speak PostgreSQL's protocol differ in: asked once, when a session is made.
+struct Engine {
+  bool joins_samples = true;  // takes a list of points and finds samples of each in one statement
+  bool inserts_arrays =
+      true;                   // takes arrays as rows at no extra cost, and says which key was there
+  bool one_moment = true;     // a transaction can see all points as of one moment
+  bool makes_objects = true;  // gives numbers to new objects
+};
+
 class Session {
  public:
   // Connects and sets what the session needs, within the bound.
@@ -57,12 +66,12 @@ class Session {
 
   bool usable() const { return connection_.handle != nullptr && !read_only_; }
   Clock::duration bound() const { return bound_; }
-  // Whether the server is one of several that tables are distributed over.
-  bool distributed() const { return distributed_; }
+  const Engine &engine() const { return engine_; }
 
  private:
   PGconn *connection() const { return connection_.handle.get(); }
   void configure(bool lazy_commits);
+  void ask_engine();
   void read_clock();
   Command in_time() const;
 
@@ -87,7 +96,7 @@ class Session {
   bool begin_pending_ = false;
   bool in_transaction_ = false;
   bool read_only_ = false;  // the server turned out to take no writes
-  bool distributed_ = false;
+  Engine engine_;
 
   Clock::time_point heard_;  // when the server last answered
   int notices_ = 0;          // which are no answers
