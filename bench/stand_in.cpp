@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <tuple>
 
 #include "store/calendar.h"
 #include "store/statistics.h"
@@ -71,9 +70,9 @@ std::vector<StatValue> fold(const Samples &samples, const kelp::Intervals &inter
   return rows;
 }
 
-int32_t query(ConnectionHandle c, std::vector<int32_t> ids, const int32_t *modes,
+int32_t query(ConnectionHandle connection, std::vector<int32_t> ids, const int32_t *modes,
               const kelp::Intervals &intervals, ResultHandle *results, int32_t *errors) {
-  const auto query = std::make_shared<Query>(Query{*c->floor, std::move(ids), intervals});
+  const auto query = std::make_shared<Query>(Query{*connection->floor, std::move(ids), intervals});
   for (size_t i = 0; i < query->ids.size(); ++i) {
     results[i] = new kelp2_result{query, i, modes[i] == HistoryStatistics};
     errors[i] = 0;
@@ -81,17 +80,17 @@ int32_t query(ConnectionHandle c, std::vector<int32_t> ids, const int32_t *modes
   return 0;
 }
 
+// Columns of a call: an entry per row, or one value for all rows.
 template <typename T>
-kelp::Column<T> of(const T *entries) {
+kelp::Column<T> each(const T *entries) {
   return kelp::Column<T>::of(entries);
 }
 kelp::Column<int32_t> all(int32_t value) { return kelp::Column<int32_t>::all(value); }
 
-int32_t write(ConnectionHandle c, WriteKind kind, int32_t count, kelp::Column<int32_t> ids,
-              kelp::Column<int32_t> times, const int16_t *statuses, const double *values,
+int32_t write(ConnectionHandle connection, WriteKind kind, const kelp::SampleRows &rows,
               int32_t *errors) {
-  c->floor->write(kind, {static_cast<size_t>(count), ids, times, statuses, values});
-  std::fill_n(errors, ids.constant() ? 1 : count, 0);
+  connection->floor->write(kind, rows);
+  std::fill_n(errors, rows.ids.constant() ? 1 : rows.count, 0);
   return 0;
 }
 
@@ -118,144 +117,251 @@ Ids ids_of(int32_t count, const int32_t *ids) { return {ids, static_cast<size_t>
 
 int32_t &number(ObjectHandle object, const char *field) {
   kelp::ObjectRecord &record = object->record;
-  return field[0] == 'F' ? record.fq : field[0] == 'A' ? record.ar : record.hw;
+  switch (field[0]) {
+    case 'F': return record.fq;
+    case 'A': return record.ar;
+    default: return record.hw;
+  }
 }
 
 }  // namespace
 
-// The parameters are named in the header; `c` is the connection, and numbers that a run leaves at 0
-// have no name.
-using C = ConnectionHandle;
-using G = GroupHandle;
-using O = ObjectHandle;
-using R = ResultHandle;
-using I = int32_t;
-using Ins = const int16_t *;
-using Reals = const double *;
-using Text = const char *;
+// Numbers that a run leaves at 0 have no name.
 
-C kelp2_init(I, Text host, I port, I wait, Text user, Text password, Text route, I) {
-  return new kelp2_connection{open_floor({host, port, user, password, wait, false}, route)};
+ConnectionHandle kelp2_init(int32_t, const char *host, int32_t port, int32_t init_param,
+                            const char *user, const char *password, const char *buffer_route,
+                            int32_t) {
+  const kelp::StoreAddress address{host, port, user, password, init_param, false};
+  return new kelp2_connection{open_floor(address, buffer_route)};
 }
-I kelp2_status(C) { return 0; }
-I kelp2_close(C c) { return delete c, 0; }
-I kelp2_get_system_time(C c, I *time) { return *time = c->floor->now(), 0; }
-I kelp2_encode_time(I year, I month, I day, I hour, I minute, I second) {
-  return kelp::encode_time({year, month, day, hour, minute, second});
-}
-I kelp2_decode_time(I time, I *year, I *month, I *day, I *hour, I *minute, I *second) {
-  const kelp::CalendarTime t = kelp::decode_time(time);
-  std::tie(*year, *month, *day, *hour, *minute, *second) =
-      std::tie(t.year, t.month, t.day, t.hour, t.minute, t.second);
+
+int32_t kelp2_status(ConnectionHandle) { return 0; }
+
+int32_t kelp2_close(ConnectionHandle connection) {
+  delete connection;
   return 0;
 }
-I kelp2_get_database(C c, I *count, O **list) {
-  const Objects databases = c->floor->databases();
-  *list = new O[databases.size()];
+
+int32_t kelp2_get_system_time(ConnectionHandle connection, int32_t *time) {
+  *time = connection->floor->now();
+  return 0;
+}
+
+int32_t kelp2_encode_time(int32_t year, int32_t month, int32_t day, int32_t hour, int32_t minute,
+                          int32_t second) {
+  return kelp::encode_time({year, month, day, hour, minute, second});
+}
+
+int32_t kelp2_decode_time(int32_t time, int32_t *year, int32_t *month, int32_t *day, int32_t *hour,
+                          int32_t *minute, int32_t *second) {
+  const kelp::CalendarTime fields = kelp::decode_time(time);
+  *year = fields.year;
+  *month = fields.month;
+  *day = fields.day;
+  *hour = fields.hour;
+  *minute = fields.minute;
+  *second = fields.second;
+  return 0;
+}
+
+int32_t kelp2_get_database(ConnectionHandle connection, int32_t *count, ObjectHandle **list) {
+  const Objects databases = connection->floor->databases();
+  *list = new ObjectHandle[databases.size()];
   for (*count = 0; *count < std::ssize(databases); ++*count) {
     (*list)[*count] = new kelp2_object{databases[*count]};
   }
   return 0;
 }
-I kelp2_free_list(I count, O *list) {
+
+int32_t kelp2_free_list(int32_t count, ObjectHandle *list) {
   std::for_each_n(list, count, kelp2_free_object);
-  return delete[] list, 0;
+  delete[] list;
+  return 0;
 }
 
-G kelp2_new_group(void) { return new kelp2_group; }
-I kelp2_add_group_point(G group, Text name) { return group->names.emplace_back(name), 0; }
-I kelp2_free_group(G group) { return delete group, 0; }
-O kelp2_new_object(C, Text name, I kind) { return new kelp2_object{{0, kind, name, {}}}; }
-I kelp2_object_set_string(O object, Text, Text value) { return object->record.ed = value, 0; }
-I kelp2_object_set_int(O object, Text field, I value) { return number(object, field) = value, 0; }
-I kelp2_object_set_double(O object, Text, double value) { return object->record.iv = value, 0; }
-I kelp2_object_get_string(O object, Text field, char *buffer, I size) {
-  const kelp::ObjectRecord &record = object->record;
-  return std::snprintf(buffer, size, "%s", (field[0] == 'P' ? record.name : record.ed).c_str()), 0;
+GroupHandle kelp2_new_group(void) { return new kelp2_group; }
+
+int32_t kelp2_add_group_point(GroupHandle group, const char *full_name) {
+  group->names.emplace_back(full_name);
+  return 0;
 }
-I kelp2_object_get_int(O object, Text field) { return number(object, field); }
-double kelp2_object_get_double(O object, Text) { return object->record.iv; }
-I kelp2_modify_object(C c, I operation, Text parent, I count, O *objects, I *errors) {
-  for (I i = 0; i < count; ++i) {
-    if (operation == Insert) c->floor->insert(parent, objects[i]->record);
-    if (operation == Update) c->floor->update(parent, objects[i]->record);
+
+int32_t kelp2_free_group(GroupHandle group) {
+  delete group;
+  return 0;
+}
+
+ObjectHandle kelp2_new_object(ConnectionHandle, const char *name, int32_t kind) {
+  return new kelp2_object{{0, kind, name, {}}};
+}
+
+int32_t kelp2_object_set_string(ObjectHandle object, const char *, const char *value) {
+  object->record.ed = value;
+  return 0;
+}
+
+int32_t kelp2_object_set_int(ObjectHandle object, const char *field, int32_t value) {
+  number(object, field) = value;
+  return 0;
+}
+
+int32_t kelp2_object_set_double(ObjectHandle object, const char *, double value) {
+  object->record.iv = value;
+  return 0;
+}
+
+int32_t kelp2_object_get_string(ObjectHandle object, const char *field, char *buffer,
+                                int32_t size) {
+  const kelp::ObjectRecord &record = object->record;
+  const std::string &text = field[0] == 'P' ? record.name : record.ed;
+  std::snprintf(buffer, size, "%s", text.c_str());
+  return 0;
+}
+
+int32_t kelp2_object_get_int(ObjectHandle object, const char *field) {
+  return number(object, field);
+}
+
+double kelp2_object_get_double(ObjectHandle object, const char *) { return object->record.iv; }
+
+int32_t kelp2_modify_object(ConnectionHandle connection, int32_t operation, const char *parent,
+                            int32_t count, ObjectHandle *objects, int32_t *errors) {
+  for (int32_t i = 0; i < count; ++i) {
+    if (operation == Insert) connection->floor->insert(parent, objects[i]->record);
+    if (operation == Update) connection->floor->update(parent, objects[i]->record);
     errors[i] = 0;
   }
   return count;
 }
-I kelp2_get_object_byid(C c, I count, const I *ids, O *objects, I *errors) {
-  return hand_out(c->floor->objects(ids_of(count, ids)), objects, errors);
-}
-I kelp2_get_object_byname(C c, G group, O *objects, I *errors) {
-  return hand_out(c->floor->objects(group->names), objects, errors);
-}
-I kelp2_get_child(C, Text, I *, O **) { return -1; }  // nor are objects deleted
-I kelp2_get_id_byname(C c, G group, I *ids) {
-  return std::ranges::copy(c->floor->point_ids(group->names), ids), 0;
-}
-I kelp2_free_object(O object) { return delete object, 0; }
 
-I kelp2_write_value(C c, I, I count, const I *ids, I time, Ins statuses, Reals values, I *errors) {
-  return write(c, WriteKind::realtime, count, of(ids), all(time), statuses, values, errors);
+int32_t kelp2_get_object_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
+                              ObjectHandle *objects, int32_t *errors) {
+  return hand_out(connection->floor->objects(ids_of(count, ids)), objects, errors);
 }
-I kelp2_get_value_byid(C c, I count, const I *ids, I *times, int16_t *statuses, double *values,
-                       I *errors) {
-  return hand_out(c->floor->current(ids_of(count, ids)), times, statuses, values, errors);
+
+int32_t kelp2_get_object_byname(ConnectionHandle connection, GroupHandle group,
+                                ObjectHandle *objects, int32_t *errors) {
+  return hand_out(connection->floor->objects(group->names), objects, errors);
 }
-I kelp2_get_value_byname(C c, G group, I *times, int16_t *statuses, double *values, I *errors) {
-  const std::vector<I> ids = c->floor->point_ids(group->names);
-  return hand_out(c->floor->current(ids), times, statuses, values, errors);
+
+// A run over an empty store deletes nothing, and so asks for no children.
+int32_t kelp2_get_child(ConnectionHandle, const char *, int32_t *, ObjectHandle **) { return -1; }
+
+int32_t kelp2_get_id_byname(ConnectionHandle connection, GroupHandle group, int32_t *ids) {
+  std::ranges::copy(connection->floor->point_ids(group->names), ids);
+  return 0;
 }
-I kelp2_write_histroy_byid(C c, I, I id, I count, const I *times, Ins statuses, Reals values,
-                           I *error) {
-  return write(c, WriteKind::history, count, all(id), of(times), statuses, values, error);
+
+int32_t kelp2_free_object(ObjectHandle object) {
+  delete object;
+  return 0;
 }
-I kelp2_write_histroy_byname(C c, I, Text full_name, I count, const I *times, Ins statuses,
-                             Reals values, I *error) {
-  const std::string name = full_name;
-  const I id = c->floor->point_ids({&name, 1})[0];
-  return write(c, WriteKind::history, count, all(id), of(times), statuses, values, error);
-}
-I kelp2_get_history_byid(C c, I count, const I *ids, const I *modes, I begin, I end, I interval,
-                         R *results, I *errors) {
-  return query(c, {ids, ids + count}, modes, {begin, end, interval}, results, errors);
-}
-I kelp2_get_history_byname(C c, G group, const I *modes, I begin, I end, I interval, R *results,
-                           I *errors) {
-  return query(c, c->floor->point_ids(group->names), modes, {begin, end, interval}, results,
+
+int32_t kelp2_write_value(ConnectionHandle connection, int32_t, int32_t count, const int32_t *ids,
+                          int32_t time, const int16_t *statuses, const double *values,
+                          int32_t *errors) {
+  const auto rows = static_cast<size_t>(count);
+  return write(connection, WriteKind::realtime, {rows, each(ids), all(time), statuses, values},
                errors);
 }
-I kelp2_num_rows(R result) {
-  result->samples = result->query->take(result->point);
-  if (!result->statistics) return static_cast<I>(result->samples.size());
-  result->rows = fold(result->samples, result->query->intervals);
-  return static_cast<I>(result->rows.size());
-}
-I kelp2_fetch_timed_value(R result, I *time, int16_t *status, double *value) {
-  const kelp::Sample &sample = result->samples[result->next++];
-  return *time = sample.time, *status = sample.status, *value = sample.value, 0;
-}
-I kelp2_fetch_stat_value(R result, StatValue *row) {
-  return *row = result->rows[result->next++], 0;
-}
-I kelp2_free_result(R result) { return delete result, 0; }
 
-I kelp2_write_cache(C c, I, I count, const I *ids, const I *times, Ins statuses, Reals values,
-                    I *errors) {
-  return write(c, WriteKind::history, count, of(ids), of(times), statuses, values, errors);
+int32_t kelp2_get_value_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
+                             int32_t *times, int16_t *statuses, double *values, int32_t *errors) {
+  const Samples samples = connection->floor->current(ids_of(count, ids));
+  return hand_out(samples, times, statuses, values, errors);
 }
-I kelp2_write_cache_one(C c, I, I id, I count, const I *times, Ins statuses, Reals values,
-                        I *error) {
-  return write(c, WriteKind::history, count, all(id), of(times), statuses, values, error);
+
+int32_t kelp2_get_value_byname(ConnectionHandle connection, GroupHandle group, int32_t *times,
+                               int16_t *statuses, double *values, int32_t *errors) {
+  const std::vector<int32_t> ids = connection->floor->point_ids(group->names);
+  return hand_out(connection->floor->current(ids), times, statuses, values, errors);
 }
-I kelp2_write_snap(C c, I, I count, const I *ids, I time, Ins statuses, Reals values, I *errors) {
-  return write(c, WriteKind::snapshot, count, of(ids), all(time), statuses, values, errors);
+
+int32_t kelp2_write_histroy_byid(ConnectionHandle connection, int32_t, int32_t id, int32_t count,
+                                 const int32_t *times, const int16_t *statuses,
+                                 const double *values, int32_t *error) {
+  const auto rows = static_cast<size_t>(count);
+  return write(connection, WriteKind::history, {rows, all(id), each(times), statuses, values},
+               error);
 }
-I kelp2_get_snap_byid(C c, I count, const I *ids, I time, int16_t *statuses, double *values,
-                      I *errors) {
-  return hand_out(c->floor->as_of(ids_of(count, ids), time), nullptr, statuses, values, errors);
+
+int32_t kelp2_write_histroy_byname(ConnectionHandle connection, int32_t zero, const char *full_name,
+                                   int32_t count, const int32_t *times, const int16_t *statuses,
+                                   const double *values, int32_t *error) {
+  const std::string name = full_name;
+  const int32_t id = connection->floor->point_ids({&name, 1})[0];
+  return kelp2_write_histroy_byid(connection, zero, id, count, times, statuses, values, error);
 }
-I kelp2_get_snap_byname(C c, G group, I time, int16_t *statuses, double *values, I *errors) {
-  const std::vector<I> ids = c->floor->point_ids(group->names);
-  return hand_out(c->floor->as_of(ids, time), nullptr, statuses, values, errors);
+
+int32_t kelp2_get_history_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
+                               const int32_t *modes, int32_t begin, int32_t end, int32_t interval,
+                               ResultHandle *results, int32_t *errors) {
+  return query(connection, {ids, ids + count}, modes, {begin, end, interval}, results, errors);
+}
+
+int32_t kelp2_get_history_byname(ConnectionHandle connection, GroupHandle group,
+                                 const int32_t *modes, int32_t begin, int32_t end, int32_t interval,
+                                 ResultHandle *results, int32_t *errors) {
+  std::vector<int32_t> ids = connection->floor->point_ids(group->names);
+  return query(connection, std::move(ids), modes, {begin, end, interval}, results, errors);
+}
+
+int32_t kelp2_num_rows(ResultHandle result) {
+  result->samples = result->query->take(result->point);
+  if (!result->statistics) return static_cast<int32_t>(result->samples.size());
+  result->rows = fold(result->samples, result->query->intervals);
+  return static_cast<int32_t>(result->rows.size());
+}
+
+int32_t kelp2_fetch_timed_value(ResultHandle result, int32_t *time, int16_t *status,
+                                double *value) {
+  const kelp::Sample &sample = result->samples[result->next++];
+  *time = sample.time;
+  *status = sample.status;
+  *value = sample.value;
+  return 0;
+}
+
+int32_t kelp2_fetch_stat_value(ResultHandle result, StatValue *row) {
+  *row = result->rows[result->next++];
+  return 0;
+}
+
+int32_t kelp2_free_result(ResultHandle result) {
+  delete result;
+  return 0;
+}
+
+int32_t kelp2_write_cache(ConnectionHandle connection, int32_t, int32_t count, const int32_t *ids,
+                          const int32_t *times, const int16_t *statuses, const double *values,
+                          int32_t *errors) {
+  const auto rows = static_cast<size_t>(count);
+  return write(connection, WriteKind::history, {rows, each(ids), each(times), statuses, values},
+               errors);
+}
+
+int32_t kelp2_write_cache_one(ConnectionHandle connection, int32_t zero, int32_t id, int32_t count,
+                              const int32_t *times, const int16_t *statuses, const double *values,
+                              int32_t *error) {
+  return kelp2_write_histroy_byid(connection, zero, id, count, times, statuses, values, error);
+}
+
+int32_t kelp2_write_snap(ConnectionHandle connection, int32_t, int32_t count, const int32_t *ids,
+                         int32_t time, const int16_t *statuses, const double *values,
+                         int32_t *errors) {
+  const auto rows = static_cast<size_t>(count);
+  return write(connection, WriteKind::snapshot, {rows, each(ids), all(time), statuses, values},
+               errors);
+}
+
+int32_t kelp2_get_snap_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
+                            int32_t time, int16_t *statuses, double *values, int32_t *errors) {
+  const Samples samples = connection->floor->as_of(ids_of(count, ids), time);
+  return hand_out(samples, nullptr, statuses, values, errors);
+}
+
+int32_t kelp2_get_snap_byname(ConnectionHandle connection, GroupHandle group, int32_t time,
+                              int16_t *statuses, double *values, int32_t *errors) {
+  const std::vector<int32_t> ids = connection->floor->point_ids(group->names);
+  return hand_out(connection->floor->as_of(ids, time), nullptr, statuses, values, errors);
 }
