@@ -3,6 +3,7 @@
 #include <fnmatch.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace kelpcheck {
 
@@ -30,29 +31,33 @@ void require_known(const std::vector<std::string> &patterns, const std::vector<F
 
 }  // namespace
 
-Plan make_plan(const Options &options) {
+Plan make_plan(const CheckOptions &options) {
   Plan plan{
       {connection_family(), restart_family(), clock_family(), tree_family(), values_family(),
        history_family(), cache_family(), snapshot_family(), statistics_family(), server_family()},
       0};
   require_known(options.only, plan.families);
   require_known(options.skip, plan.families);
-  // What the next process finds is what this check leaves.
   const auto wanted = [&](const Check &check) {
     const bool only = options.only.empty() || matches_any(options.only, check);
     return only && !matches_any(options.skip, check);
   };
-  const bool restarts = wanted(plan.families[1].checks[0]);
+  // A family that goes on where a check of another one ended needs that check.
+  std::vector<std::string> needed;
+  for (const Family &family : plan.families) {
+    if (std::any_of(family.checks.begin(), family.checks.end(), wanted))
+      needed.push_back(family.after);
+  }
   for (Family &family : plan.families) {
     plan.checks_in_all += family.checks.size();
     std::erase_if(family.checks, [&](const Check &check) {
-      return !wanted(check) && !(restarts && check.name == plan.families[1].after);
+      return !wanted(check) && std::count(needed.begin(), needed.end(), check.name) == 0;
     });
   }
   std::erase_if(plan.families, [](const Family &family) { return family.checks.empty(); });
   plan.families.insert(plan.families.begin(), open_family());
   if (!options.keep) plan.families.push_back(cleanup_family());
-  plan.checks_in_all += 2;
+  plan.checks_in_all += 2;  // those at the begin and at the end
   return plan;
 }
 

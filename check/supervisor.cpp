@@ -1,20 +1,11 @@
 #include "supervisor.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/signalfd.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstring>
 #include <ctime>
-#include <system_error>
+#include <optional>
 
-#include "child.h"
-#include "records.h"
+#include "family_runner.h"
+#include "result/evidence_json.h"
 
 namespace kelpcheck {
 
@@ -24,84 +15,23 @@ namespace {
 
 const std::string kInterrupted = "interrupted";
 constexpr int kTickMilliseconds = 100;
-constexpr int64_t kPatience = 5'000'000'000;  // nanoseconds for a killed process to end
+constexpr double kPatience = 5;       // seconds for a killed process to end
 constexpr size_t kMostOutput = 4000;  // bytes kept of what the library prints during a check
-
-struct Pipe {
-  int read_end, write_end;
-  Pipe() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
-      throw std::system_error(errno, std::generic_category(), "pipe");
-    read_end = ends[0];
-    write_end = ends[1];
-    fcntl(read_end, F_SETFL, O_NONBLOCK);
-  }
-};
-
-sigset_t watched_signals() {
-  sigset_t set;
-  sigemptyset(&set);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) sigaddset(&set, number);
-  return set;
-}
-
-// Reads what there is without waiting.
-std::string read_available(int descriptor) {
-  std::string bytes;
-  char buffer[16384];
-  for (ssize_t n; (n = read(descriptor, buffer, sizeof buffer)) > 0;) {
-    bytes.append(buffer, static_cast<size_t>(n));
-  }
-  return bytes;
-}
-
-std::string operation_now() { return kOperationNames[blackboard->operation.load()]; }
-
-// Whether the call that runs has taken longer than that many seconds.
-bool overdue(double seconds) {
-  const int64_t started = blackboard->call_started.load();
-  return started != 0 && static_cast<double>(now_ns() - started) > seconds * 1e9;
-}
-
-// How a process ended, in words.
-std::string end_of_process(int status) {
-  const bool in_call = blackboard->call_started.load() != 0;
-  const std::string place = (in_call ? " in " : " after ") + operation_now();
-  if (WIFSIGNALED(status)) return text("crashed", place, ": ", strsignal(WTERMSIG(status)));
-  return text("the process ended itself", place, ", with status ", WEXITSTATUS(status));
-}
 
 }  // namespace
 
-struct Supervisor::Child {
-  pid_t pid = -1;
-  Pipe records, output;
-  std::string line;           // of a record that has not come to its end
-  std::string output_text;    // since the check began
-  size_t next = 0, last = 0;  // from, and behind, those of the run's checks that have not ended yet
-  bool running_check = false;
-  int64_t began = 0;  // that check
+// A family's process, or the want of one.
+struct Supervisor::FamilyChild {
+  std::optional<Child> process;
+  std::string output;  // since the check began
+  size_t next, last;   // from, and behind, those of the run's checks that have not ended yet
+  int64_t began = 0;   // the check that runs; 0 while none does
   bool complete = false;
   bool no_session = false;
-  bool reaped = false;
-  int status = 0;
-
-  ~Child() {
-    for (const int end : {records.read_end, output.read_end}) close(end);
-  }
 };
 
-Supervisor::Supervisor(Run &run, const Plan &plan, std::function<void(const CheckResult &)> ended,
-                       std::function<void(const CheckResult &)> tick)
-    : run_(run), plan_(plan), ended_(std::move(ended)), tick_(std::move(tick)) {
-  const sigset_t set = watched_signals();
-  sigprocmask(SIG_BLOCK, &set, nullptr);
-  signals_ = signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
-  if (signals_ < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
-}
-
-Supervisor::~Supervisor() { close(signals_); }
+Supervisor::Supervisor(Run &run, const Plan &plan, Watcher watcher)
+    : run_(run), plan_(plan), watcher_(std::move(watcher)) {}
 
 void Supervisor::work() {
   const int64_t start = now_ns();
@@ -109,8 +39,10 @@ void Supervisor::work() {
   run_.checks_in_all = plan_.checks_in_all;
   for (const Family &family : plan_.families) {
     for (const Check &check : family.checks) {
-      run_.results.push_back(
-          {check.name, family.name, check.promise, Verdict::not_run, 0, {}, "", ""});
+      CheckResult &result = run_.results.emplace_back();
+      result.name = check.name;
+      result.family = family.name;
+      result.promise = check.promise;
     }
   }
   // Of a found tree the family before it made the nodes.
@@ -125,43 +57,31 @@ void Supervisor::work() {
     run_family(family, first_check, tree);
     first_check += family.checks.size();
   }
-  run_.seconds = static_cast<double>(now_ns() - start) / 1e9;
+  run_.figures = board_->calls.figures;
+  run_.seconds = seconds_since(start);
 }
 
 void Supervisor::run_family(const Family &family, size_t first_check, int32_t first_node) {
-  Child child;
-  child.next = first_check;
-  child.last = first_check + family.checks.size();
-  const bool opening = first_check == 0;
-  const bool interrupted = run_.interrupted != 0 && !cleaning_up_;
-  const std::string obstacle = interrupted                      ? kInterrupted
-                               : !opening && !run_.connected    ? kNoSession
-                               : !came_to_its_end(family.after) ? family.after + " did not end"
-                                                                : "";
-  if (!obstacle.empty()) {
-    close(child.records.write_end);
-    close(child.output.write_end);
-    end_early(child, obstacle);
+  FamilyChild child{{}, "", first_check, first_check + family.checks.size()};
+  const std::string why_not = obstacle(family, first_check == 0);
+  if (!why_not.empty()) {
+    end_early(child, why_not);
     return;
   }
-  blackboard->call_started = 0;
-  const pid_t supervisor = getpid();
-  child.pid = fork();
-  if (child.pid < 0) throw std::system_error(errno, std::generic_category(), "fork");
-  if (child.pid == 0) {
-    setpgid(0, 0);  // a Ctrl-C is the supervisor's
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != supervisor) _exit(1);
-    const sigset_t set = watched_signals();
-    sigprocmask(SIG_UNBLOCK, &set, nullptr);
-    dup2(child.output.write_end, STDOUT_FILENO);
-    dup2(child.output.write_end, STDERR_FILENO);
-    kelpcheck::run_family(family, run_.options, first_node, child.records.write_end);
-    _exit(0);
-  }
-  close(child.records.write_end);
-  close(child.output.write_end);
+  board_->calls.begin();
+  child.process.emplace([&](RecordPipe records) {
+    CheckContext c(run_.options, *board_, records);
+    kelpcheck::run_family(family, first_node, c);
+    return 0;
+  });
   watch(child);
+}
+
+// Why the family cannot run, if it cannot.
+std::string Supervisor::obstacle(const Family &family, bool opening) const {
+  if (run_.interrupted != 0 && !cleaning_up_) return kInterrupted;
+  if (!opening && !run_.connected) return kNoSession;
+  return came_to_its_end(family.after) ? "" : family.after + " did not end";
 }
 
 // No check, or one that was not ended from outside.
@@ -172,99 +92,94 @@ bool Supervisor::came_to_its_end(const std::string &check) const {
 }
 
 // Until the process has ended, or cannot be ended; what it still sent is taken after that.
-void Supervisor::watch(Child &child) {
+void Supervisor::watch(FamilyChild &child) {
+  Child &process = *child.process;
+  const double timeout = run_.options.server.timeout;
+  const CallBoard &calls = board_->calls;
   std::string reason;
   int64_t killed = 0;
-  while (!child.reaped && (killed == 0 || now_ns() - killed < kPatience)) {
-    pollfd events[] = {{child.records.read_end, POLLIN, 0},
-                       {child.output.read_end, POLLIN, 0},
-                       {signals_, POLLIN, 0}};
-    poll(events, 3, kTickMilliseconds);
+  while (!process.ended() && (killed == 0 || seconds_since(killed) < kPatience)) {
+    wait_readable({process.records(), process.output(), signals_.descriptor()}, kTickMilliseconds);
     take_records(child);
-    if (take_signals(child)) reason = kInterrupted;
-    if (reason.empty() && overdue(run_.options.timeout)) {
-      reason = text(operation_now(), " did not return within ", run_.options.timeout, " s");
+    if (const int asked = signals_.take(); asked != 0) {
+      run_.interrupted = asked;
+      reason = kInterrupted;
     }
+    if (reason.empty() && calls.overdue(timeout)) reason = calls.overdue_text(timeout);
     if (!reason.empty() && killed == 0) {
-      kill(child.pid, SIGKILL);
+      process.kill();
       killed = now_ns();
     }
-    if (child.running_check) tick_(run_.results[child.next]);
+    if (child.began != 0) watcher_.tick(run_.results[child.next], board_->done, board_->total);
   }
   take_records(child);
   if (child.complete) reason = "the check before it could not begin";
-  end_early(child, reason.empty() ? end_of_process(child.status) : reason);
+  end_early(child, reason.empty() ? calls.end_text(process.status()) : reason);
 }
 
 // The rest of a family that came to no end: the check that ran has failed, the others have not run.
-void Supervisor::end_early(Child &child, const std::string &reason) {
+void Supervisor::end_early(FamilyChild &child, const std::string &reason) {
   for (; child.next < child.last; ++child.next) {
     CheckResult &result = run_.results[child.next];
-    const bool charged = child.running_check && reason != kInterrupted;
-    if (charged) result.seconds = static_cast<double>(now_ns() - child.began) / 1e9;
-    result.output = redacted(child.output_text);
+    const bool charged = child.began != 0 && reason != kInterrupted;
+    if (charged) result.seconds = seconds_since(child.began);
+    result.output = redacted(child.output);
     finish(result, charged ? Verdict::failed : Verdict::not_run, reason);
-    child.running_check = false;
-    child.output_text.clear();
+    child.began = 0;
+    child.output.clear();
   }
 }
 
 void Supervisor::finish(CheckResult &result, Verdict verdict, const std::string &reason) {
   result.verdict = verdict;
   result.reason = redacted(reason);
-  ended_(result);
-}
-
-// Whether a signal asks for the end.
-bool Supervisor::take_signals(Child &child) {
-  bool asked = false;
-  for (signalfd_siginfo info; read(signals_, &info, sizeof info) == sizeof info;) {
-    if (info.ssi_signo == SIGCHLD) continue;
-    run_.interrupted = static_cast<int>(info.ssi_signo);
-    asked = true;
-  }
-  child.reaped = waitpid(child.pid, &child.status, WNOHANG) == child.pid;
-  return asked;
+  watcher_.ended(result);
 }
 
 // What was printed before a record was sent is there when the record is.
-void Supervisor::take_records(Child &child) {
-  child.line += read_available(child.records.read_end);
+void Supervisor::take_records(FamilyChild &child) {
+  const std::vector<std::string> lines = child.process->take_records();
   take_output(child);
-  size_t begin = 0;
-  for (size_t end; (end = child.line.find('\n', begin)) != std::string::npos; begin = end + 1) {
-    const json record = json::parse(child.line.substr(begin, end - begin), nullptr, false);
+  for (const std::string &line : lines) {
+    const json record = json::parse(line, nullptr, false);
     if (record.is_object()) take(child, record);
   }
-  child.line.erase(0, begin);
 }
 
-void Supervisor::take_output(Child &child) {
-  child.output_text += read_available(child.output.read_end);
-  if (child.output_text.size() > kMostOutput) child.output_text.resize(kMostOutput);
+void Supervisor::take_output(FamilyChild &child) {
+  child.output += child.process->take_output();
+  if (child.output.size() > kMostOutput) child.output.resize(kMostOutput);
 }
 
-void Supervisor::take(Child &child, const json &record) {
-  CheckResult &result = run_.results[child.next];
+void Supervisor::take(FamilyChild &child, const json &record) {
   if (record.contains("connected")) run_.connected = true;
   if (record.contains("complete")) child.complete = true;
   if (record.contains("no_session")) child.no_session = true;
-  if (record.contains("begin")) {
-    child.running_check = true;
-    child.began = now_ns();
-  }
+  if (record.contains("begin")) child.began = now_ns();
   if (record.contains("finding")) add_finding(record["finding"]);
   if (record.contains("plot")) run_.plot = record["plot"];
-  if (!record.contains("end")) return;
+  if (record.contains("end")) take_end(child, record);
+}
+
+void Supervisor::take_end(FamilyChild &child, const json &record) {
+  CheckResult &result = run_.results[child.next];
   result.evidence = record["evidence"];
   result.seconds = record["seconds"];
-  result.output = redacted(child.output_text);
-  child.output_text.clear();
-  child.running_check = false;
-  const std::string reason = record["reason"];
-  const bool good = reason.empty() && result.evidence.differences == 0;
-  const bool unreached = child.no_session && !run_.connected;
-  finish(result, good ? Verdict::passed : unreached ? Verdict::not_run : Verdict::failed, reason);
+  result.output = redacted(child.output);
+  child.output.clear();
+  child.began = 0;
+  const std::string reason = record["reason"], kind = record["kind"];
+  Verdict verdict = Verdict::passed;
+  if (child.no_session && !run_.connected) {
+    verdict = Verdict::not_run;
+  } else if (result.evidence.differences > 0) {
+    verdict = Verdict::failed;
+  } else if (!reason.empty()) {
+    verdict = kind == "unknown" ? Verdict::unknown
+              : kind == "moot"  ? Verdict::moot
+                                : Verdict::failed;
+  }
+  finish(result, verdict, reason);
   ++child.next;
 }
 
@@ -276,7 +191,7 @@ void Supervisor::add_finding(const std::pair<std::string, std::string> &finding)
 
 // Whatever the library says, a password is in no report.
 std::string Supervisor::redacted(std::string text) const {
-  const std::string &secret = run_.options.password;
+  const std::string &secret = run_.options.server.password;
   constexpr size_t shortest = 4;  // a shorter one would be found in every other word
   if (secret.size() < shortest) return text;
   for (size_t at = 0; (at = text.find(secret, at)) != std::string::npos; at += 3) {

@@ -4,43 +4,48 @@
 
 #include <functional>
 
-#include <nlohmann/json_fwd.hpp>
-
-#include "run.h"
+#include "plan.h"
+#include "probe/check_context.h"
+#include "process/shared.h"
+#include "process/signals.h"
+#include "result/run.h"
 
 namespace kelpcheck {
 
+// Told of what happens, from the supervisor's own process.
+struct Watcher {
+  std::function<void(const CheckResult &)> ended;  // a check, each one once
+  // About ten times a second: the check that runs, and how many of its points are done.
+  std::function<void(const CheckResult &, int64_t done, int64_t total)> tick;
+};
+
 class Supervisor {
  public:
-  // `ended` is told of every check as it ends; `tick` about ten times a second of the one
-  // that runs.
-  Supervisor(Run &run, const Plan &plan, std::function<void(const CheckResult &)> ended,
-             std::function<void(const CheckResult &)> tick);
-  ~Supervisor();
-  Supervisor(const Supervisor &) = delete;
-  Supervisor &operator=(const Supervisor &) = delete;
+  Supervisor(Run &run, const Plan &plan, Watcher watcher);
 
   // Fills the run. SIGINT, SIGTERM and SIGHUP end it early, but not without cleaning up.
   void work();
 
  private:
-  struct Child;
+  struct FamilyChild;
   void run_family(const Family &family, size_t first_check, int32_t first_node);
+  std::string obstacle(const Family &family, bool opening) const;
   bool came_to_its_end(const std::string &check) const;
-  void watch(Child &child);
-  void take_records(Child &child);
-  void take(Child &child, const nlohmann::json &record);
-  void take_output(Child &child);
-  bool take_signals(Child &child);
-  void end_early(Child &child, const std::string &reason);
+  void watch(FamilyChild &child);
+  void take_records(FamilyChild &child);
+  void take(FamilyChild &child, const nlohmann::json &record);
+  void take_end(FamilyChild &child, const nlohmann::json &record);
+  void take_output(FamilyChild &child);
+  void end_early(FamilyChild &child, const std::string &reason);
   void finish(CheckResult &result, Verdict verdict, const std::string &reason);
   void add_finding(const std::pair<std::string, std::string> &finding);
   std::string redacted(std::string text) const;
 
   Run &run_;
   const Plan &plan_;
-  std::function<void(const CheckResult &)> ended_, tick_;
-  int signals_;
+  Watcher watcher_;
+  Signals signals_;
+  Shared<CheckBoard> board_;
   bool cleaning_up_ = false;
 };
 

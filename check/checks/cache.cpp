@@ -3,7 +3,7 @@
 #include <chrono>
 #include <thread>
 
-#include "plan.h"
+#include "checks/expect.h"
 
 namespace kelpcheck {
 
@@ -30,8 +30,8 @@ void expect_cached(Bed &bed, const Window &window, const char *operation) {
   bed.c.finding(question, "snapshots only");
   for (size_t point = 0; point < bed.points(); ++point) {
     const int32_t time = window.at(point, window.rows - 1).time;
-    expect_readings(bed, bed.session->snap(bed.who(false, {point}), time), {point}, window,
-                    window.rows - 1, time, false);
+    expect_readings(bed, bed.session->snap(bed.who(false, {point}), time), {point},
+                    {window, window.rows - 1, time, false});
   }
 }
 

@@ -6,7 +6,7 @@
 #include <functional>
 #include <thread>
 
-#include "plan.h"
+#include "checks/expect.h"
 
 namespace kelpcheck {
 
@@ -14,25 +14,25 @@ namespace {
 
 using namespace std::chrono;
 
-struct Moment {
+struct Date {
   int32_t fields[6];  // year to second
-  bool operator==(const Moment &other) const = default;
+  bool operator==(const Date &other) const = default;
 };
 
-std::string show(const Moment &m) {
+std::string show(const Date &m) {
   char buffer[80];
   std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d %02d:%02d:%02d", m.fields[0], m.fields[1],
                 m.fields[2], m.fields[3], m.fields[4], m.fields[5]);
   return buffer;
 }
 
-int64_t utc_time(const Moment &m) {
+int64_t utc_time(const Date &m) {
   const sys_days day = year(m.fields[0]) / m.fields[1] / m.fields[2];
   return int64_t{day.time_since_epoch().count()} * 86400 + m.fields[3] * 3600 + m.fields[4] * 60 +
          m.fields[5];
 }
 
-Moment utc_moment(int64_t time) {
+Date utc_moment(int64_t time) {
   const sys_seconds moment{seconds(time)};
   const sys_days day = floor<days>(moment);
   const year_month_day date(day);
@@ -41,15 +41,15 @@ Moment utc_moment(int64_t time) {
            of_day / 3600, of_day / 60 % 60, of_day % 60}};
 }
 
-int32_t encode(const Moment &m) {
+int32_t encode(Bed &bed, const Date &m) {
   const int32_t *f = m.fields;
-  return call<kelp2_encode_time>(1, f[0], f[1], f[2], f[3], f[4], f[5]);
+  return bed.c.calls.call<kelp2_encode_time>(1, f[0], f[1], f[2], f[3], f[4], f[5]);
 }
 
-Moment decode(int32_t time) {
-  Moment m{{-1, -1, -1, -1, -1, -1}};
+Date decode(Bed &bed, int32_t time) {
+  Date m{{-1, -1, -1, -1, -1, -1}};
   int32_t *f = m.fields;
-  checked<kelp2_decode_time>(1, time, f, f + 1, f + 2, f + 3, f + 4, f + 5);
+  bed.c.calls.checked<kelp2_decode_time>(1, time, f, f + 1, f + 2, f + 3, f + 4, f + 5);
   return m;
 }
 
@@ -59,19 +59,19 @@ struct Zone {
   std::string name;
   std::function<int64_t(int64_t)> offset;  // of a time in UTC; local = UTC + offset
 
-  int64_t time_of(const Moment &m) const {
+  int64_t time_of(const Date &m) const {
     const int64_t local = utc_time(m);
     return local - offset(local - offset(local));
   }
-  Moment moment_of(int64_t time) const { return utc_moment(time + offset(time)); }
+  Date moment_of(int64_t time) const { return utc_moment(time + offset(time)); }
   // Not in the hour that a change of the clock repeats or leaves out.
   bool is_plain(int64_t time) const { return offset(time - 7200) == offset(time + 7200); }
 };
 
-Zone zone_of_library() {
-  const Moment summer{{2013, 7, 1, 12, 0, 0}}, winter{{2013, 1, 1, 12, 0, 0}};
-  const int64_t in_summer = utc_time(summer) - encode(summer);
-  const int64_t in_winter = utc_time(winter) - encode(winter);
+Zone zone_of_library(Bed &bed) {
+  const Date summer{{2013, 7, 1, 12, 0, 0}}, winter{{2013, 1, 1, 12, 0, 0}};
+  const int64_t in_summer = utc_time(summer) - encode(bed, summer);
+  const int64_t in_winter = utc_time(winter) - encode(bed, winter);
   const auto host = [](int64_t time) {
     const time_t t = time;
     tm local{};
@@ -92,9 +92,10 @@ Zone zone_of_library() {
 void expect_time(Bed &bed, const Zone &zone, int64_t time) {
   if (time < INT32_MIN || time > INT32_MAX || !zone.is_plain(time)) return;
   Evidence &e = bed.c.evidence;
-  const Moment moment = zone.moment_of(time);
-  e.equal(time, int64_t{encode(moment)}, [&] { return "kelp2_encode_time of " + show(moment); });
-  const Moment decoded = decode(static_cast<int32_t>(time));
+  const Date moment = zone.moment_of(time);
+  e.equal(time, int64_t{encode(bed, moment)},
+          [&] { return "kelp2_encode_time of " + show(moment); });
+  const Date decoded = decode(bed, static_cast<int32_t>(time));
   e.that(
       moment == decoded, [&] { return text("kelp2_decode_time of ", time); }, show(moment),
       show(decoded));
@@ -127,13 +128,13 @@ void runs(Bed &bed) {
 }
 
 void dates(Bed &bed) {
-  const Zone zone = zone_of_library();
+  const Zone zone = zone_of_library(bed);
   bed.c.finding("The library's calendar counts in", zone.name);
   for (const int32_t y : {1902, 1969, 1970, 1972, 1999, 2000, 2001, 2004, 2012, 2013, 2024, 2037}) {
     for (int32_t m = 1; m <= 12; ++m) {
       const auto last = int32_t(unsigned((year(y) / m / std::chrono::last).day()));
       for (const int32_t d : {1, 28, last}) {
-        for (const Moment &at : {Moment{{y, m, d, 0, 0, 0}}, Moment{{y, m, d, 23, 59, 59}}}) {
+        for (const Date &at : {Date{{y, m, d, 0, 0, 0}}, Date{{y, m, d, 23, 59, 59}}}) {
           expect_time(bed, zone, zone.time_of(at));
         }
       }
@@ -147,7 +148,7 @@ void dates(Bed &bed) {
 
 // Each day there is, and each minute of one with all seconds in turn.
 void every_day(Bed &bed) {
-  const Zone zone = zone_of_library();
+  const Zone zone = zone_of_library(bed);
   for (int64_t day = -24855; day <= 24854; ++day) expect_time(bed, zone, day * 86400 + 43200);
   const int64_t leap_day = utc_time({{2024, 2, 29, 0, 0, 0}});
   for (int64_t minute = 0; minute < 1440; ++minute) {

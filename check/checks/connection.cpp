@@ -2,7 +2,7 @@
 // asked of things that do not exist.
 #include <algorithm>
 
-#include "plan.h"
+#include "checks/expect.h"
 
 namespace kelpcheck {
 
@@ -11,7 +11,7 @@ namespace {
 void status(Bed &bed) {
   Evidence &e = bed.c.evidence;
   e.equal(0, bed.session->status(), [] { return "status of a session that works"; });
-  const int32_t of_null = call<kelp2_status>(0, ConnectionHandle{});
+  const int32_t of_null = bed.c.calls.call<kelp2_status>(0, ConnectionHandle{});
   e.that(
       of_null != 0, [] { return "status of no session"; }, "other than 0", "0");
 }
@@ -23,8 +23,8 @@ void databases(Bed &bed) {
   for (size_t i = 0; i < databases.size(); ++i) {
     names.push_back(get_text(databases[i], KELP2_FIELD_NAME));
   }
-  const auto count = std::count(names.begin(), names.end(), bed.c.options.database);
-  e.equal(int64_t{1}, int64_t{count}, [&] { return bed.c.options.database + " in the list"; });
+  const auto count = std::count(names.begin(), names.end(), bed.c.server.database);
+  e.equal(int64_t{1}, int64_t{count}, [&] { return bed.c.server.database + " in the list"; });
   for (const std::string &name : names) {
     e.that(
         !name.empty(), [] { return "name of a database"; }, "a text", "an empty one");
@@ -49,7 +49,7 @@ void write_all(Bed &bed, const Window &window, int32_t time, int32_t version) {
 void expect_all(Bed &bed, const Window &window, int32_t time, int32_t version) {
   const auto order = in_order(bed.points());
   expect_history(bed, true, window, some_of(bed.points()));
-  expect_readings(bed, bed.session->values(bed.who(true, order)), order, window, 0, time, true);
+  expect_readings(bed, bed.session->values(bed.who(true, order)), order, {window, 0, time, true});
   const Objects objects = bed.session->objects(Names{bed.names[0]});
   expect_fields(bed.c.evidence, objects[0], fields_of(0, version), false, bed.names[0]);
   const Ids ids = bed.session->ids(bed.names);

@@ -2,7 +2,7 @@
 // parts.
 #include <algorithm>
 
-#include "plan.h"
+#include "checks/expect.h"
 
 namespace kelpcheck {
 
@@ -72,11 +72,10 @@ void extremes(Bed &bed) {
 
 // A range [begin, end] of rows, asked for so that the same rows come whether its end is inside it
 // or not.
-void expect_range(Bed &bed, const Window &window, size_t point, int64_t first, int64_t last,
-                  int32_t begin, int32_t end) {
+void expect_range(Bed &bed, const Stretch &want, int32_t begin, int32_t end) {
   for (const bool by_name : {false, true}) {
-    const History history = bed.session->history(bed.who(by_name, {point}), begin, end);
-    expect_rows(bed, history, 0, window, point, first, last);
+    const History history = bed.session->history(bed.who(by_name, {want.point}), begin, end);
+    expect_rows(bed, history, 0, want);
   }
 }
 
@@ -88,7 +87,7 @@ void ranges(Bed &bed) {
     const auto time = [&](int64_t row) { return window.at(point, row).time; };
     const int64_t n = window.rows, last = n - 1, middle = n / 2;
     const auto expect = [&](int64_t from, int64_t to, int32_t begin, int32_t end) {
-      expect_range(bed, window, point, from, to, begin, end);
+      expect_range(bed, {window, point, from, to}, begin, end);
     };
     expect(0, 1, time(0), time(0) + 1);  // its begin is a row's time
     expect(middle, middle + 1, time(middle), time(middle) + 1);
@@ -207,7 +206,7 @@ void failed_entry(Bed &bed) {
     const auto where = [] { return std::string("an unknown point"); };
     e.that(history.errors[0] != 0, where, "an entry other than 0", "0");
     e.that(history.rows(0) <= 0, where, "no rows", show(history.rows(0)));
-    expect_rows(bed, history, 1, window, 0, 0, window.rows);
+    expect_rows(bed, history, 1, {window, 0, 0, window.rows});
   }
 }
 

@@ -3,7 +3,7 @@
 // are read after each write, at times that go up to a moment ago by the server's clock.
 #include <algorithm>
 
-#include "plan.h"
+#include "checks/expect.h"
 
 namespace kelpcheck {
 
@@ -46,7 +46,8 @@ void roundtrip(Bed &bed) {
   const Who who = bed.who(by_name, order);
   const auto read_row = [&](int64_t row) {
     const int32_t time = start + static_cast<int32_t>(row);
-    expect_readings(bed, read(bed, way, who, time), order, window, row, time, way == Way::current);
+    expect_readings(bed, read(bed, way, who, time), order,
+                    {window, row, time, way == Way::current});
   };
   for (int64_t row = 0; row < window.rows; ++row) {
     write(bed, way, written, start + static_cast<int32_t>(row), window.across(written, row));
@@ -69,9 +70,9 @@ void again(Bed &bed) {
   write(bed, way, some, second, fresh.across(some, 0));
   const Readings have = read(bed, way, bed.who(false, some), second);
   const bool replaced = way == Way::current || have.statuses[0] == fresh.at(0, 0).status;
-  expect_readings(bed, have, some, replaced ? fresh : old, 0, second, way == Way::current);
-  expect_readings(bed, read(bed, way, bed.who(true, others), time), others, old, 0, time,
-                  way == Way::current);
+  expect_readings(bed, have, some, {replaced ? fresh : old, 0, second, way == Way::current});
+  expect_readings(bed, read(bed, way, bed.who(true, others), time), others,
+                  {old, 0, time, way == Way::current});
   if (way == Way::current) return;
   bed.c.finding("A second snapshot at the same time",
                 replaced ? "replaces the first" : "is ignored");

@@ -2,7 +2,7 @@
 // stays. Nodes cannot be listed, so they are looked up by their names, PREFIX01, PREFIX02, ...,
 // until a hundred in a row are missing. They are removed from the last to the first, so that what a
 // removal that was cut short has left is found again.
-#include "plan.h"
+#include "checks/expect.h"
 
 namespace kelpcheck {
 
@@ -33,7 +33,7 @@ void remove_node(Bed &bed, const std::string &node) {
     }
   }
   Objects nodes = bed.session->objects(Names{node});
-  bed.session->modify(Delete, bed.c.options.database, nodes);
+  bed.session->modify(Delete, bed.c.server.database, nodes);
 }
 
 // What is there is removed, whatever becomes of the single steps; what counts is what is left.

@@ -2,7 +2,7 @@
 // answer makes no sense, or the session does not survive the question.
 #include <cmath>
 
-#include "plan.h"
+#include "checks/expect.h"
 
 namespace kelpcheck {
 
@@ -129,7 +129,7 @@ void tree(Bed &bed) {
   });
   find_out(bed, "Deleting a node that has points", [&] {
     Objects objects = bed.session->objects(Names{bed.full(node)});
-    const Modified done = bed.session->modify(Delete, bed.c.options.database, objects);
+    const Modified done = bed.session->modify(Delete, bed.c.server.database, objects);
     const bool there = bed.session->objects(Names{bed.names[0]}).errors[0] == 0;
     bed.c.evidence.that((done.count == 1) != there, [] { return "points of a deleted node"; },
                         done.count == 1 ? "gone" : "still there", there ? "there" : "gone");

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <optional>
 
-#include "plan.h"
+#include "checks/expect.h"
 
 namespace kelpcheck {
 
@@ -204,8 +204,14 @@ class Hypotheses {
 };
 
 // One point's rows, for one step, in one of the two ways there are with empty intervals.
-void expect_point(Bed &bed, Hypotheses &hypotheses, const Window &window, const History &history,
-                  size_t result, size_t point, int32_t step) {
+struct Question {
+  const Window &window;
+  size_t point;
+  int32_t step;
+};
+void expect_point(Bed &bed, Hypotheses &hypotheses, const Question &asked, const History &history,
+                  size_t result) {
+  const auto &[window, point, step] = asked;
   Evidence &e = bed.c.evidence;
   if (!e.equal(0, history.errors[result], [&] { return "entry of " + bed.names[point]; })) return;
   int64_t filled = 0, all = 0;
@@ -239,7 +245,7 @@ void statistics(Bed &bed, bool by_name) {
     const History history =
         bed.session->history(bed.who(by_name, order), modes, window.begin, window.end, step);
     for (size_t i = 0; i < order.size(); ++i) {
-      expect_point(bed, hypotheses, window, history, i, order[i], step);
+      expect_point(bed, hypotheses, {window, order[i], step}, history, i);
       bed.c.progress(static_cast<int64_t>(i) + 1, static_cast<int64_t>(order.size()));
     }
   }
@@ -260,8 +266,8 @@ void mixed_modes(Bed &bed) {
   const History history =
       bed.session->history(bed.who(false, some), modes, window.begin, window.end, 50);
   for (size_t i = 0; i < some.size(); ++i) {
-    if (modes[i] == HistoryTimed) expect_rows(bed, history, i, window, some[i], 0, window.rows);
-    if (modes[i] != HistoryTimed) expect_point(bed, hypotheses, window, history, i, some[i], 50);
+    if (modes[i] == HistoryTimed) expect_rows(bed, history, i, {window, some[i], 0, window.rows});
+    if (modes[i] != HistoryTimed) expect_point(bed, hypotheses, {window, some[i], 50}, history, i);
   }
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "plan.h"
+#include "checks/expect.h"
 
 namespace kelpcheck {
 
@@ -71,7 +71,7 @@ class Spare {
   void insert_points() {
     expect_modified(bed_, "points inserted", bed_.session->modify(Insert, name, points_));
   }
-  const std::string &database() const { return bed_.c.options.database; }
+  const std::string &database() const { return bed_.c.server.database; }
 
   std::string name;
   Names own_names, names;
@@ -159,7 +159,7 @@ Fields changed(size_t number, int32_t from, int32_t to) {
   return f;
 }
 
-void set_changed(ObjectHandle object, size_t number, int32_t to) {
+void set_changed(Object object, size_t number, int32_t to) {
   const Fields f = fields_of(number, to);
   if (number % 5 == 1 || number % 5 == 4) set(object, KELP2_FIELD_DESCRIPTION, f.ed);
   if (number % 5 == 2 || number % 5 == 4) set(object, KELP2_FIELD_IV, f.iv);
@@ -210,12 +210,12 @@ void update_nodes(Bed &bed) {
   for (size_t i = 0; i < names.size(); ++i) {
     set_fields(objects[i], fields_of(i, 30), true);
     expect_modified(bed, "a node updated",
-                    bed.session->modify(Update, bed.c.options.database, 1, objects.data() + i));
+                    bed.session->modify(Update, bed.c.server.database, 1, objects.data() + i));
   }
   expect_nodes(bed, [](size_t i) { return fields_of(i, 30); });
   set(objects[0], KELP2_FIELD_AR, 4711);  // one field alone
   expect_modified(bed, "a node updated",
-                  bed.session->modify(Update, bed.c.options.database, 1, objects.data()));
+                  bed.session->modify(Update, bed.c.server.database, 1, objects.data()));
   expect_nodes(bed, [](size_t i) {
     Fields f = fields_of(i, 30);
     if (i == 0) f.ar = 4711;
@@ -237,7 +237,7 @@ void contents(Bed &bed) {
   for (size_t i = 0; i < std::size(texts); ++i) {
     const Fields want{texts[i], numbers[i], numbers[i], numbers[i], reals[i]};
     const std::string point = bed.names[0], node = bed.full(bed.nodes[0]);
-    for (const auto &[name, parent] : {std::pair{point, node}, {node, bed.c.options.database}}) {
+    for (const auto &[name, parent] : {std::pair{point, node}, {node, bed.c.server.database}}) {
       Objects objects = bed.session->objects(Names{name});
       set_fields(objects[0], want, name == node);
       expect_modified(bed, "an object updated", bed.session->modify(Update, parent, objects));

@@ -4,8 +4,6 @@
 #include <cmath>
 #include <cstdio>
 
-#include "operations.h"
-
 namespace kelpcheck {
 
 namespace {
@@ -85,19 +83,18 @@ std::string escaped(const std::string &text) {
   return result;
 }
 
-std::string figures_chart() {
+std::string figures_chart(const Figures &figures) {
   constexpr double row_height = 17, top = 42, width = 960;
   std::vector<int> operations;
   double shortest = 1e18, longest = 1, slowest = 1e18, fastest = 1;
-  const auto rate = [](const Figure &f) { return double(f.rows) * 1e9 / double(f.total); };
   for (int op = 0; op < kOperations; ++op) {
-    const Figure &f = blackboard->figure(op);
+    const Figure &f = figures.all[op];
     if (f.calls == 0) continue;
     operations.push_back(op);
     shortest = std::min(shortest, double(f.shortest));
     longest = std::max(longest, double(f.longest));
-    if (f.rows > 0) slowest = std::min(slowest, rate(f));
-    if (f.rows > 0) fastest = std::max(fastest, rate(f));
+    if (f.rows > 0) slowest = std::min(slowest, f.rows_per_second());
+    if (f.rows > 0) fastest = std::max(fastest, f.rows_per_second());
   }
   if (operations.empty()) return "";
   const double bottom = top + row_height * static_cast<double>(operations.size());
@@ -109,15 +106,15 @@ std::string figures_chart() {
   content += rows.grid(top, bottom, [](double n) { return rate_text(n); });
   double y = top + row_height / 2;
   for (const int op : operations) {
-    const Figure &f = blackboard->figure(op);
+    const Figure &f = figures.all[op];
     const double median = time.at(f.quantile(0.5)), most = time.at(f.quantile(0.95));
     content += label("name end", 180, y + 4, std::string(kOperationNames[op]).substr(6));
     content += line("range", time.at(double(f.shortest)), y, time.at(double(f.longest)), y);
     content += bar("box", median, y - 3.5, most - median, 7) + dot("median", median, y, 3.5);
     if (f.rows > 0) {
-      const double x = rows.at(rate(f));
-      content +=
-          bar("rate", 665, y - 4, x - 665, 8) + label("tick", x + 5, y + 4, rate_text(rate(f)));
+      const double x = rows.at(f.rows_per_second());
+      content += bar("rate", 665, y - 4, x - 665, 8) +
+                 label("tick", x + 5, y + 4, rate_text(f.rows_per_second()));
     }
     y += row_height;
   }

@@ -3,7 +3,8 @@
 
 #include <string>
 
-#include "evidence.h"
+#include "result/evidence.h"
+#include "result/figures.h"
 
 namespace kelpcheck {
 
@@ -12,7 +13,7 @@ std::string escaped(const std::string &text);
 
 // Per operation: shortest to longest time of a call with median and 95 %, and rows per second, both
 // on logarithmic scales.
-std::string figures_chart();
+std::string figures_chart(const Figures &figures);
 // A block's values over time, as written (line) and as read back (dots).
 std::string block_chart(const Plot &plot);
 

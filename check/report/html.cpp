@@ -76,7 +76,8 @@ footer { margin-top: 44px; color: var(--soft); font-size: 13px }
 )css";
 
 std::string css_of(Verdict verdict) {
-  return verdict == Verdict::not_run ? "not-run" : name_of(verdict);
+  if (verdict == Verdict::passed || verdict == Verdict::failed) return name_of(verdict);
+  return "not-run";
 }
 
 std::string with_thousands(int64_t count) {
@@ -91,7 +92,7 @@ std::string head(const Run &run) {
   std::string html =
       text("<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"/>",
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>",
-           "<title>kelpcheck: ", escaped(verdict), ", ", escaped(run.options.host),
+           "<title>kelpcheck: ", escaped(verdict), ", ", escaped(run.options.server.host),
            "</title><style>", kStyle, "</style></head>\n<body style=\"--verdict: var(", colour,
            ")\"><main>\n<header><p class=\"kind\">Acceptance record of a historian", "</p><h1>",
            escaped(verdict), "</h1><p class=\"summary\">", escaped(run.summary()), "</p><dl>\n");
@@ -110,15 +111,14 @@ std::string row_of(const CheckResult &result) {
     for (const std::string &line : result.explanation()) {
       html += text("<span class=\"wrong\">", escaped(line), "</span>");
     }
-  } else if (result.verdict == Verdict::not_run) {
+  } else if (result.verdict != Verdict::passed) {
     html += text("<span class=\"evidence\">", escaped(result.reason), "</span>");
   } else {
     html += text("<span class=\"evidence\">", with_thousands(result.evidence.compared),
                  result.evidence.compared == 1 ? " comparison" : " comparisons",
                  ", no difference</span>");
   }
-  std::istringstream output(result.output);
-  for (std::string line; std::getline(output, line);) {
+  for (const std::string &line : lines_of(result.output)) {
     html += text("<code class=\"evidence\">library: ", escaped(line), "</code>");
   }
   const bool ran = result.verdict != Verdict::not_run;
@@ -161,19 +161,19 @@ std::string findings(const Run &run) {
   return html + "</table>\n";
 }
 
-std::string figures() {
+std::string figures_of(const Figures &figures) {
   std::string html =
       "<h2>Figures</h2><p class=\"key\"><i class=\"k-line\"></i>shortest to longest "
       "<i class=\"k-median\"></i>median <i class=\"k-box\"></i>from there to 95 %</p>"
       "<div class=\"wide\">" +
-      figures_chart() + "</div>\n<div class=\"wide\"><table><tr>";
+      figures_chart(figures) + "</div>\n<div class=\"wide\"><table><tr>";
   for (const char *title : {"Operation", "Calls", "Rows", "Failures", "Rows/s", "Shortest",
                             "Median", "95 %", "Longest"}) {
     html += text("<th", title[0] == 'O' ? "" : " class=\"n\"", ">", title, "</th>");
   }
   html += "</tr>\n";
   for (int op = 0; op < kOperations; ++op) {
-    const Figure &f = blackboard->figure(op);
+    const Figure &f = figures.all[op];
     if (f.calls == 0) continue;
     html += text("<tr><td>", kOperationNames[op], "</td>");
     for (const std::string &cell : f.cells()) html += "<td class=\"n\">" + cell + "</td>";
@@ -185,7 +185,7 @@ std::string figures() {
 }  // namespace
 
 std::string html_report(const Run &run) {
-  return head(run) + checks(run) + block(run) + findings(run) + figures() +
+  return head(run) + checks(run) + block(run) + findings(run) + figures_of(run.figures) +
          "<footer>Every comparison is of what was read with what was written a moment before, made "
          "by "
          "kelpcheck through the library named above. Times include the library and the way to the "

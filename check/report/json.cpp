@@ -1,7 +1,7 @@
 // The form is described in kelpcheck(1); its version goes up when a field changes its meaning or
 // goes away.
-#include "records.h"
 #include "report/reports.h"
+#include "result/evidence_json.h"
 
 namespace kelpcheck {
 
@@ -11,12 +11,13 @@ namespace {
 
 constexpr int kFormVersion = 1;
 
-ordered_json options_of(const Options &o) {
-  return {{"host", o.host},         {"port", o.port},       {"user", o.user},
-          {"option", o.option},     {"route", o.route},     {"size", o.size},
-          {"database", o.database}, {"points", o.points},   {"nodes", o.nodes},
-          {"samples", o.samples},   {"timeout", o.timeout}, {"max_skew", o.max_skew},
-          {"only", o.only},         {"skip", o.skip},       {"prefix", o.prefix},
+ordered_json options_of(const CheckOptions &o) {
+  const ServerOptions &s = o.server;
+  return {{"host", s.host},         {"port", s.port},       {"user", s.user},
+          {"option", s.option},     {"route", s.route},     {"size", s.size},
+          {"database", s.database}, {"points", o.points},   {"nodes", o.nodes},
+          {"samples", o.samples},   {"timeout", s.timeout}, {"max_skew", o.max_skew},
+          {"only", o.only},         {"skip", o.skip},       {"prefix", s.prefix},
           {"keep", o.keep}};
 }
 
@@ -38,16 +39,15 @@ ordered_json check_of(const CheckResult &result) {
   return check;
 }
 
-ordered_json figures() {
+ordered_json figures_of(const Figures &figures) {
   ordered_json all = ordered_json::array();
   for (int op = 0; op < kOperations; ++op) {
-    const Figure &f = blackboard->figure(op);
-    const double rate = f.total > 0 ? double(f.rows) * 1e9 / double(f.total) : 0;
+    const Figure &f = figures.all[op];
     all.push_back({{"operation", kOperationNames[op]},
                    {"calls", f.calls},
                    {"rows", f.rows},
                    {"failures", f.failures},
-                   {"rows_per_second", rate},
+                   {"rows_per_second", f.rows_per_second()},
                    {"seconds", double(f.total) / 1e9},
                    {"shortest", double(f.shortest) / 1e9},
                    {"median", f.quantile(0.5) / 1e9},
@@ -70,7 +70,7 @@ std::string json_report(const Run &run) {
                       {"machine", run.machine},
                       {"started", clock_text(run.started)},
                       {"seconds", run.seconds},
-                      {"seconds_in_calls", double(blackboard->time_in_calls()) / 1e9},
+                      {"seconds_in_calls", double(run.figures.time_in_calls()) / 1e9},
                       {"options", options_of(run.options)},
                       {"checks", ordered_json::array()},
                       {"findings", ordered_json::array()}};
@@ -78,7 +78,7 @@ std::string json_report(const Run &run) {
   for (const auto &[question, answer] : run.findings) {
     report["findings"].push_back({{"question", question}, {"answer", answer}});
   }
-  report["figures"] = figures();
+  report["figures"] = figures_of(run.figures);
   if (!run.plot.title.empty()) report["block"] = nlohmann::json(run.plot);
   return report.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
 }

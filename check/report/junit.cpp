@@ -1,4 +1,5 @@
 #include <pugixml.hpp>
+#include <sstream>
 
 #include "report/reports.h"
 
@@ -11,8 +12,11 @@ void add_check(pugi::xml_node suite, const CheckResult &result) {
   test.append_attribute("name") = result.name.c_str();
   test.append_attribute("classname") = ("kelpcheck." + result.family).c_str();
   test.append_attribute("time") = result.seconds;
-  if (result.verdict == Verdict::not_run) {
+  if (result.verdict == Verdict::not_run || result.verdict == Verdict::moot) {
     test.append_child("skipped").append_attribute("message") = printable(result.reason).c_str();
+  }
+  if (result.verdict == Verdict::unknown) {
+    test.append_child("error").append_attribute("message") = printable(result.reason).c_str();
   }
   if (result.verdict == Verdict::failed) {
     std::string evidence = "promised: " + result.promise;
@@ -37,8 +41,8 @@ std::string junit_report(const Run &run) {
     node.append_attribute("name") = "kelpcheck";
     node.append_attribute("tests") = run.results.size();
     node.append_attribute("failures") = run.count(Verdict::failed);
-    node.append_attribute("errors") = 0;
-    node.append_attribute("skipped") = run.count(Verdict::not_run);
+    node.append_attribute("errors") = run.count(Verdict::unknown);
+    node.append_attribute("skipped") = run.count(Verdict::not_run) + run.count(Verdict::moot);
     node.append_attribute("time") = run.seconds;
   }
   std::string started = clock_text(run.started);

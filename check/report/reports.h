@@ -2,8 +2,9 @@
 #pragma once
 
 #include <iosfwd>
+#include <map>
 
-#include "run.h"
+#include "result/run.h"
 
 namespace kelpcheck {
 
@@ -13,9 +14,11 @@ class TextReport {
  public:
   TextReport(const Run &run, std::ostream &out, bool is_terminal);
 
-  void begin(const Plan &plan);
+  // How long each check takes, roughly, for the time left.
+  void begin(const std::map<std::string, int> &weights);
   void check_ended(const CheckResult &result);
-  void tick(const CheckResult &running);
+  // Of the check that runs: how many of its points are done, 0 of 0 where it does not say.
+  void tick(const CheckResult &running, int64_t done, int64_t total);
   void end();  // figures, findings, verdict
 
  private:

@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "report/reports.h"
+#include "result/clock.h"
 
 namespace kelpcheck {
 
@@ -21,7 +22,8 @@ bool colours_wanted() {
 }
 
 const char *colour_of(Verdict verdict) {
-  return verdict == Verdict::passed ? kGreen : verdict == Verdict::failed ? kRed : kYellow;
+  const bool good = verdict == Verdict::passed || verdict == Verdict::moot;
+  return good ? kGreen : verdict == Verdict::failed ? kRed : kYellow;
 }
 
 std::string upper(std::string word) {
@@ -41,17 +43,14 @@ std::string TextReport::coloured(const char *code, const std::string &word) cons
   return colours_ ? text("\033[", code, "m", word, "\033[0m") : word;
 }
 
-void TextReport::begin(const Plan &plan) {
-  for (const Family &family : plan.families) {
-    for (const Check &check : family.checks) {
-      weights_[check.name] = check.weight;
-      weight_all_ += check.weight;
-    }
-  }
+void TextReport::begin(const std::map<std::string, int> &weights) {
+  weights_ = weights;
+  for (const auto &[name, weight] : weights_) weight_all_ += weight;
   start_ = now_ns();
-  if (run_.options.quiet) return;
-  out_ << printable(text("kelpcheck ", KELPCHECK_VERSION, ": database ", run_.options.database,
-                         " of ", run_.options.host, " through ", run_.library))
+  if (run_.options.reports.quiet) return;
+  out_ << printable(text("kelpcheck ", KELPCHECK_VERSION, ": database ",
+                         run_.options.server.database, " of ", run_.options.server.host,
+                         " through ", run_.library))
        << "\n\n"
        << std::flush;
 }
@@ -59,7 +58,7 @@ void TextReport::begin(const Plan &plan) {
 void TextReport::check_ended(const CheckResult &result) {
   wipe();
   weight_done_ += weights_[result.name];
-  if (run_.options.quiet && result.verdict == Verdict::passed) return;
+  if (run_.options.reports.quiet && result.verdict == Verdict::passed) return;
   if (!run_.connected && result.reason == kNoSession) return;
   const std::string verdict = name_of(result.verdict);
   out_ << coloured(colour_of(result.verdict),
@@ -74,16 +73,14 @@ void TextReport::check_ended(const CheckResult &result) {
     out_ << kIndent << result.promise << "\n";
     for (const std::string &line : result.explanation()) out_ << kIndent << printable(line) << "\n";
   }
-  std::istringstream output(result.output);
-  for (std::string line; std::getline(output, line);) {
+  for (const std::string &line : lines_of(result.output)) {
     out_ << kIndent << "library: " << printable(line) << "\n";
   }
   out_ << std::flush;
 }
 
-void TextReport::tick(const CheckResult &running) {
+void TextReport::tick(const CheckResult &running, int64_t done, int64_t total) {
   if (!progress_) return;
-  const int64_t total = blackboard->total, done = blackboard->done;
   const double part = total > 0 ? static_cast<double>(done) / static_cast<double>(total) : 0;
   const double share = (weight_done_ + part * weights_[running.name]) / weight_all_;
   const auto elapsed = static_cast<double>(now_ns() - start_);
@@ -108,7 +105,7 @@ void TextReport::figures() {
   }
   out_ << '\n';
   for (int op = 0; op < kOperations; ++op) {
-    const Figure &f = blackboard->figure(op);
+    const Figure &f = run_.figures.all[op];
     if (f.calls == 0) continue;
     out_ << std::left << std::setw(27) << kOperationNames[op];
     for (const std::string &word : f.cells()) cell(word);
@@ -118,7 +115,7 @@ void TextReport::figures() {
 
 void TextReport::end() {
   wipe();
-  if (!run_.options.quiet) {
+  if (!run_.options.reports.quiet) {
     figures();
     if (!run_.findings.empty()) out_ << "\nThis server\n";
     for (const auto &[question, answer] : run_.findings) {

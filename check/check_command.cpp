@@ -1,0 +1,139 @@
+// What runs without a word: the checks, with a verdict, figures and reports.
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "command_line.h"
+#include "report/files.h"
+#include "report/reports.h"
+#include "supervisor.h"
+
+namespace kelpcheck {
+
+namespace {
+
+// The file that the operations come from.
+std::string library_path() {
+  Dl_info info{};
+  void *operation = dlsym(RTLD_DEFAULT, "kelp2_init");
+  return operation != nullptr && dladdr(operation, &info) != 0 ? info.dli_fname : "";
+}
+
+std::string machine_name() {
+  char name[256] = "";
+  gethostname(name, sizeof name - 1);
+  return name;
+}
+
+void list_checks(const Plan &plan) {
+  for (const Family &family : plan.families) {
+    for (const Check &check : family.checks) {
+      std::cout << check.name << "\n    " << check.promise << "\n";
+    }
+  }
+}
+
+class CheckCommand : public Command {
+ public:
+  std::string name() const override { return ""; }
+  std::string summary() const override {
+    return "Checks whether a historian does what its client library promises.";
+  }
+  void add_options(CLI::App &app) override;
+  int run() override;
+
+ private:
+  void add_extent(CLI::App &app);
+  void judge(Run &run, const Plan &plan, std::ostream &out) const;
+
+  CheckOptions o_;
+};
+
+void CheckCommand::add_options(CLI::App &app) {
+  app.footer(
+      "Exit status: 0 all passed, 1 not all passed, 2 wrong usage or report not written,\n"
+      "3 no connection.");
+  add_server_options(app, o_.server);
+  add_extent(app);
+  add_report_options(app, o_.reports);
+}
+
+void CheckCommand::add_extent(CLI::App &app) {
+  const char *group = "Extent";
+  app.add_option("--points", o_.points, "Points")->check(CLI::Range(1, 100'000))->group(group);
+  app.add_option("--nodes", o_.nodes, "Nodes")->check(CLI::Range(1, 1'000))->group(group);
+  app.add_option("--samples", o_.samples, "Values per point and family of checks")
+      ->check(CLI::Range(1, 1'000'000))
+      ->group(group);
+  app.add_option("--max-skew", o_.max_skew, "Seconds between this host's clock and the server's")
+      ->check(CLI::NonNegativeNumber)
+      ->group(group);
+  app.add_option("--only", o_.only, "Run only these checks: names, families, or with * and ?")
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->allow_extra_args(false)
+      ->group(group);
+  app.add_option("--skip", o_.skip, "Leave these out")
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->allow_extra_args(false)
+      ->group(group);
+  app.add_flag("--list", o_.list, "List the checks and what each one promises")->group(group);
+  app.add_flag("--keep", o_.keep, "Leave the test nodes on the server")->group(group);
+}
+
+void CheckCommand::judge(Run &run, const Plan &plan, std::ostream &out) const {
+  TextReport report(run, out, isatty(o_.reports.on_stdout() ? STDERR_FILENO : STDOUT_FILENO) == 1);
+  std::map<std::string, int> weights;
+  for (const Family &family : plan.families) {
+    for (const Check &check : family.checks) weights[check.name] = check.weight;
+  }
+  Supervisor supervisor(run, plan,
+                        {[&](const CheckResult &result) { report.check_ended(result); },
+                         [&](const CheckResult &result, int64_t done, int64_t total) {
+                           report.tick(result, done, total);
+                         }});
+  report.begin(weights);
+  supervisor.work();
+  report.end();
+}
+
+int CheckCommand::run() {
+  const Plan plan = make_plan(o_);
+  if (o_.list) {
+    list_checks(plan);
+    return 0;
+  }
+  const struct {
+    std::string path;
+    std::string (*contents)(const Run &run);
+  } files[] = {{o_.reports.json, json_report},
+               {o_.reports.junit, junit_report},
+               {o_.reports.html, html_report}};
+  for (const auto &file : files) {
+    if (!file.path.empty()) require_writable(file.path);
+  }
+  Run run(o_);
+  run.library = library_path();
+  run.machine = machine_name();
+  std::ostream &out = o_.reports.on_stdout() ? std::cerr : std::cout;
+  judge(run, plan, out);
+
+  int status = run.exit_status();
+  for (const auto &file : files) {
+    if (file.path.empty()) continue;
+    try {
+      write_file(file.path, file.contents(run));
+    } catch (const std::runtime_error &error) {
+      status = complain(error.what());
+    }
+  }
+  if (!out) status = complain("cannot write the report to standard output");
+  return run.interrupted != 0 ? run.exit_status() : status;
+}
+
+}  // namespace
+
+std::unique_ptr<Command> check_command() { return std::make_unique<CheckCommand>(); }
+
+}  // namespace kelpcheck

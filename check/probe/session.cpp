@@ -1,0 +1,181 @@
+#include "probe/session.h"
+
+#include <algorithm>
+
+namespace kelpcheck {
+
+namespace {
+
+constexpr int32_t kWaitSeconds = 30;  // what kelptest passes as init_param
+
+}  // namespace
+
+Session::Session(Context &c) : c_(c) {
+  const ServerOptions &o = c.server;
+  const Passing host(o.host), user(o.user), password(o.password), route(o.route);
+  handle_ = c_.calls.call<kelp2_init>(0, o.option, host.c_str(), o.port, kWaitSeconds, user.c_str(),
+                                      password.c_str(), route.c_str(), o.size);
+  if (handle_ != nullptr) return;
+  c_.calls.count_failure(Op::init);
+  throw NoSession();
+}
+
+Session::~Session() { release<kelp2_close>(c_, handle_); }
+
+template <typename... Outs>
+void Session::guard(Op operation, const Outs &...outs) const {
+  c_.evidence.that(
+      !(outs.overrun() || ...), [&] { return std::string(name_of(operation)); },
+      "only the entries of its arrays written", "one behind them");
+}
+
+int32_t Session::time() const {
+  int32_t time = 0;
+  c_.calls.checked<kelp2_get_system_time>(0, handle_, &time);
+  return time;
+}
+
+ObjectHandle Session::new_object(const std::string &name, int32_t kind) const {
+  const Passing passing(name);
+  const ObjectHandle object = c_.calls.call<kelp2_new_object>(1, handle_, passing.c_str(), kind);
+  if (object != nullptr) return object;
+  c_.calls.count_failure(Op::new_object);
+  throw CallFailed(text("kelp2_new_object gave null for ", show(name), ", kind ", kind));
+}
+
+Objects Session::databases() const {
+  int32_t count = 0;
+  ObjectHandle *list = nullptr;
+  c_.calls.checked<kelp2_get_database>(0, handle_, &count, &list);
+  c_.calls.count_rows(Op::get_database, std::max(count, 0));
+  return {c_, list == nullptr ? 0 : count, list};
+}
+
+Objects Session::children(const std::string &node) const {
+  int32_t count = 0;
+  ObjectHandle *list = nullptr;
+  const Passing passing(node);
+  c_.calls.checked<kelp2_get_child>(0, handle_, passing.c_str(), &count, &list);
+  c_.calls.count_rows(Op::get_child, std::max(count, 0));
+  return {c_, list == nullptr ? 0 : count, list};
+}
+
+Ids Session::ids(const Group &group) const {
+  Out<int32_t> ids(group.size());
+  c_.calls.checked<kelp2_get_id_byname>(static_cast<int64_t>(group.size()), handle_, group.handle(),
+                                        ids.data());
+  guard(Op::get_id_byname, ids);
+  return {ids.data(), ids.data() + ids.size()};
+}
+
+Modified Session::modify(ModifyOperation operation, const std::string &parent,
+                         Objects &objects) const {
+  return modify(operation, parent, objects.size(), objects.data());
+}
+
+Modified Session::modify(ModifyOperation operation, const std::string &parent, size_t count,
+                         ObjectHandle *objects) const {
+  const auto n = static_cast<int32_t>(count);
+  const Passing passing(parent);
+  Modified result{0, Out<int32_t>(count)};
+  result.count =
+      c_.calls.call<kelp2_modify_object>(n, handle_, static_cast<int32_t>(operation),
+                                         passing.c_str(), n, objects, result.errors.data());
+  guard(Op::modify_object, result.errors);
+  return result;
+}
+
+template <auto Function, typename Time>
+Out<int32_t> Session::write(const Ids &ids, Time time, const Columns &rows) const {
+  const auto n = static_cast<int32_t>(ids.size());
+  Out<int32_t> errors(ids.size());
+  c_.calls.checked<Function>(n, handle_, 0, n, ids.data(), time, rows.statuses.data(),
+                             rows.values.data(), errors.data());
+  guard(kOpOf<Function>, errors);
+  return errors;
+}
+
+template <auto Function, typename Point>
+Out<int32_t> Session::write_one(Point point, const Columns &rows) const {
+  Out<int32_t> error(1);
+  c_.calls.checked<Function>(rows.size(), handle_, 0, point, rows.size(), rows.times.data(),
+                             rows.statuses.data(), rows.values.data(), error.data());
+  guard(kOpOf<Function>, error);
+  return error;
+}
+
+Out<int32_t> Session::write_value(const Ids &ids, int32_t time, const Columns &rows) const {
+  return write<kelp2_write_value>(ids, time, rows);
+}
+
+Out<int32_t> Session::write_snap(const Ids &ids, int32_t time, const Columns &rows) const {
+  return write<kelp2_write_snap>(ids, time, rows);
+}
+
+Out<int32_t> Session::write_cache(const Ids &ids, const Columns &rows) const {
+  return write<kelp2_write_cache>(ids, rows.times.data(), rows);
+}
+
+Out<int32_t> Session::write_cache_one(int32_t id, const Columns &rows) const {
+  return write_one<kelp2_write_cache_one>(id, rows);
+}
+
+Out<int32_t> Session::write_history(int32_t id, const Columns &rows) const {
+  return write_one<kelp2_write_histroy_byid>(id, rows);
+}
+
+Out<int32_t> Session::write_history(const std::string &name, const Columns &rows) const {
+  const Passing passing(name);
+  return write_one<kelp2_write_histroy_byname>(passing.c_str(), rows);
+}
+
+template <auto ById, auto ByName, typename... Arguments>
+void Session::ask(const Who &points, Arguments... arguments) const {
+  const auto n = static_cast<int32_t>(size_of(points));
+  if (const Ids *ids = std::get_if<Ids>(&points)) {
+    c_.calls.checked<ById>(n, handle_, n, ids->data(), arguments...);
+  } else {
+    const Group group(c_, std::get<Names>(points));
+    c_.calls.checked<ByName>(n, handle_, group.handle(), arguments...);
+  }
+}
+
+Objects Session::objects(const Who &points) const {
+  Objects objects(c_, size_of(points));
+  ask<kelp2_get_object_byid, kelp2_get_object_byname>(points, objects.data(),
+                                                      objects.errors.data());
+  guard(Op::get_object_byid, objects.errors);
+  return objects;
+}
+
+Readings Session::values(const Who &points) const {
+  Readings r(size_of(points));
+  ask<kelp2_get_value_byid, kelp2_get_value_byname>(points, r.times.data(), r.statuses.data(),
+                                                    r.values.data(), r.errors.data());
+  guard(Op::get_value_byid, r.times, r.statuses, r.values, r.errors);
+  return r;
+}
+
+Readings Session::snap(const Who &points, int32_t time) const {
+  Readings r(size_of(points));
+  ask<kelp2_get_snap_byid, kelp2_get_snap_byname>(points, time, r.statuses.data(), r.values.data(),
+                                                  r.errors.data());
+  guard(Op::get_snap_byid, r.statuses, r.values, r.errors);
+  return r;
+}
+
+History Session::history(const Who &points, const std::vector<int32_t> &modes, int32_t begin,
+                         int32_t end, int32_t interval) const {
+  History h(c_, size_of(points));
+  ask<kelp2_get_history_byid, kelp2_get_history_byname>(points, modes.data(), begin, end, interval,
+                                                        h.data(), h.errors.data());
+  guard(Op::get_history_byid, h.errors);
+  return h;
+}
+
+History Session::history(const Who &points, int32_t begin, int32_t end) const {
+  constexpr int32_t interval = 10;
+  return history(points, std::vector<int32_t>(size_of(points), HistoryTimed), begin, end, interval);
+}
+
+}  // namespace kelpcheck

@@ -1,0 +1,49 @@
+// What a run was asked for: part of its record. Commands add their own to these; which letters and
+// words set them is the command line's affair.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kelpcheck {
+
+// How a session is made, and what this run may touch. Defaults are kelptest's.
+struct ServerOptions {
+  std::string host = "127.0.0.1";
+  int32_t port = 8200;
+  std::string user = "tov";
+  std::string password = "riverbank";
+  int32_t option = 0;
+  std::string route = "NULL";
+  int32_t size = 100;
+  std::string database = "W3";
+  std::string prefix = "KELPCHECK";  // of the names of the run's own nodes
+  double timeout = 30;               // seconds of one call
+
+  // The server in words: a file, or host, port and user.
+  std::string where() const;
+};
+
+// Files; empty for none, "-" for standard output.
+struct ReportOptions {
+  std::string json, junit, html;
+  bool quiet = false;
+
+  bool on_stdout() const { return json == "-" || junit == "-" || html == "-"; }
+};
+
+// Those of the checks.
+struct CheckOptions {
+  ServerOptions server;
+  ReportOptions reports;
+  int32_t points = 50;
+  int32_t nodes = 2;
+  int32_t samples = 360;
+  int32_t max_skew = 60;  // seconds
+  std::vector<std::string> only, skip;
+  bool list = false;
+  bool keep = false;
+};
+
+}  // namespace kelpcheck

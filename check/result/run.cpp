@@ -1,0 +1,93 @@
+#include "result/run.h"
+
+#include <algorithm>
+
+namespace kelpcheck {
+
+std::string ServerOptions::where() const {
+  if (host.starts_with("file:")) return host;
+  return text(host, ", port ", port, ", user ", user);
+}
+
+const char *name_of(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::passed: return "passed";
+    case Verdict::failed: return "failed";
+    case Verdict::unknown: return "unknown";
+    case Verdict::moot: return "does not apply";
+    default: return "not run";
+  }
+}
+
+std::vector<std::string> CheckResult::explanation() const {
+  std::vector<std::string> lines;
+  if (!reason.empty()) lines.push_back(reason);
+  if (evidence.differences > 0) {
+    lines.push_back(text(evidence.where, ": expected ", evidence.expected, ", got ", evidence.got));
+    if (evidence.differences > 1) {
+      lines.push_back(text(evidence.differences, " differences in ", evidence.compared,
+                           " comparisons; this was the first"));
+    }
+  }
+  return lines;
+}
+
+size_t Run::count(Verdict verdict) const {
+  return std::count_if(results.begin(), results.end(),
+                       [&](const CheckResult &result) { return result.verdict == verdict; });
+}
+
+std::string Run::verdict() const {
+  if (interrupted != 0) return "interrupted";
+  if (count(Verdict::failed) > 0) return "failed";
+  if (!connected) return "no connection";
+  if (count(Verdict::unknown) > 0) return "unknown";
+  return count(Verdict::not_run) > 0 ? "failed" : "passed";
+}
+
+std::string Run::summary() const {
+  std::string line = text("all ", results.size(), " checks passed");
+  if (count(Verdict::passed) < results.size()) {
+    line = text(count(Verdict::passed), " of ", results.size(), " checks passed");
+    for (const Verdict verdict : {Verdict::failed, Verdict::unknown, Verdict::not_run}) {
+      const bool always = verdict != Verdict::unknown;
+      if (always || count(verdict) > 0) line += text(", ", count(verdict), " ", name_of(verdict));
+    }
+    if (count(Verdict::moot) > 0) line += text(", ", count(Verdict::moot), " do not apply");
+  }
+  if (results.size() < checks_in_all)
+    line += text(" (", checks_in_all - results.size(), " left out)");
+  return line + ", in " + duration_text(seconds * 1e9);
+}
+
+std::vector<std::pair<std::string, std::string>> Run::facts() const {
+  const CheckOptions &o = options;
+  std::vector<std::pair<std::string, std::string>> all{
+      {"When", clock_text(started) + " UTC, " + duration_text(seconds * 1e9)},
+      {"From", machine},
+      {"Server", o.server.where()},
+      {"Database", o.server.database},
+      {"Library", library},
+      {"Extent", text(o.points, " points under ", o.nodes, " nodes, ", o.samples,
+                      " values per point and family; a call may take ", o.server.timeout, " s")},
+      {"Program", "kelpcheck " KELPCHECK_VERSION}};
+  if (o.server.option != 0) all.push_back({"Option word", text(o.server.option)});
+  if (results.size() < checks_in_all) {
+    std::string selection;
+    for (const std::string &pattern : o.only) selection += " only " + pattern;
+    for (const std::string &pattern : o.skip) selection += " without " + pattern;
+    all.push_back(
+        {"Selection", text(results.size(), " of ", checks_in_all, " checks:", selection)});
+  }
+  return all;
+}
+
+int Run::exit_status() const {
+  if (interrupted != 0) return 128 + interrupted;
+  const std::string word = verdict();
+  if (word == "passed") return 0;
+  if (word == "unknown") return 4;
+  return word == "failed" ? 1 : 3;
+}
+
+}  // namespace kelpcheck

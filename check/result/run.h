@@ -1,0 +1,60 @@
+// What a run of the checks amounts to: everything that its reports show.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "result/evidence.h"
+#include "result/figures.h"
+#include "result/options.h"
+
+namespace kelpcheck {
+
+// Unknown: a question that the check rests on could not be answered. Moot: what is known of the
+// server leaves nothing to check; that is neither good nor bad.
+enum class Verdict { passed, failed, not_run, unknown, moot };
+const char *name_of(Verdict verdict);  // "passed", "failed", "not run", "unknown", "does not apply"
+
+// The reason of what cannot be run without a session.
+inline constexpr const char *kNoSession = "no session";
+
+struct CheckResult {
+  std::string name, family, promise;
+  Verdict verdict = Verdict::not_run;
+  double seconds = 0;
+  Evidence evidence;
+  std::string reason;  // why it was not run, or what ended it
+  std::string output;  // what the library printed meanwhile
+
+  // What went wrong, in lines.
+  std::vector<std::string> explanation() const;
+};
+
+struct Run {
+  explicit Run(const CheckOptions &options_) : options(options_) {}
+
+  const CheckOptions &options;
+  std::string library;  // its file
+  std::string machine;  // the name of this one
+  int64_t started = 0;  // time(2)
+  double seconds = 0;
+  std::vector<CheckResult> results;
+  std::vector<std::pair<std::string, std::string>> findings;
+  Plot plot;
+  Figures figures{};
+  size_t checks_in_all = 0;
+  bool connected = false;
+  int interrupted = 0;  // the signal's number
+
+  size_t count(Verdict verdict) const;
+  // "passed", "failed", "unknown", "no connection" or "interrupted"
+  std::string verdict() const;
+  // One line that says how it went.
+  std::string summary() const;
+  int exit_status() const;
+  // When, where, which server and library, in words.
+  std::vector<std::pair<std::string, std::string>> facts() const;
+};
+
+}  // namespace kelpcheck
