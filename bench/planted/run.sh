@@ -58,7 +58,7 @@ mkdir -p "$results"
 names=("$@")
 [ $# -gt 0 ] || mapfile -t names < <(table | cut -d'|' -f1 | tr -d ' ')
 for name in "${names[@]}"; do
-  table | grep -q "^$name *|" || { echo "planted.txt has no $name" >&2; exit 2; }
+  table | grep "^$name *|" >/dev/null || { echo "planted.txt has no $name" >&2; exit 2; }
 done
 printf '%s\n' "${names[@]}" | xargs -P2 -I{} bash -c 'run_one "$1" "$2"' _ {} "$results"
 
