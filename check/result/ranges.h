@@ -1,0 +1,37 @@
+// Numbers of points or steps as runs of neighbours, which is how people read them and how they cost
+// little: a thousand lost points are mostly one run.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace kelpcheck {
+
+struct Range {
+  int64_t first = 0, last = -1;  // both included
+  int64_t size() const { return last - first + 1; }
+  auto operator<=>(const Range &) const = default;
+};
+
+// In order, and apart from each other by at least one number.
+class Ranges {
+ public:
+  Ranges() = default;
+  // In any order, overlapping or not.
+  explicit Ranges(const std::vector<Range> &parts);
+
+  void add(Range range);
+  void add(int64_t number) { add({number, number}); }
+  bool contains(int64_t number) const;
+  // How many numbers of `within` are in these.
+  int64_t count(Range within) const;
+  int64_t count() const;
+  bool empty() const { return parts_.empty(); }
+  const std::vector<Range> &parts() const { return parts_; }
+  auto operator<=>(const Ranges &) const = default;
+
+ private:
+  std::vector<Range> parts_;
+};
+
+}  // namespace kelpcheck
