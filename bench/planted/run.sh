@@ -4,13 +4,15 @@
 #
 #   bench/planted/run.sh [NAME...]    those of planted.txt with these names; all without one
 #
-# KELPCHECK_OPTIONS are further options of kelpcheck, KELPCHECK the program, KELPTEST_BENCH_DIR
-# (/var/tmp) where the stores are, PLANTED_SECONDS (300) how long one run may take, PLANTED_RESULTS a
-# folder that keeps every output and report.
+# KELPCHECK_OPTIONS are further options of kelpcheck. KELPCHECK is the program; the one of this build
+# without it. KELPTEST_BENCH_DIR (/var/tmp) is where the stores are, PLANTED_SECONDS (300) how long
+# one run may take, PLANTED_RESULTS a folder that keeps every output and report.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
 build=$root/build/bench
+targets=(planted)
+[ -n "${KELPCHECK:-}" ] || targets+=(kelpcheck)
 export KELPCHECK=${KELPCHECK:-$build/kelpcheck} KELPCHECK_OPTIONS=${KELPCHECK_OPTIONS:-}
 export PLANTED_LIBRARY=$build/bench/lib/planted PLANTED_SECONDS=${PLANTED_SECONDS:-300}
 table() { grep -v '^#' "$here/planted.txt"; }
@@ -50,8 +52,7 @@ outcome() {
   esac
 }
 
-(cd "$root" && cmake --preset bench && cmake --build build/bench -j2 --target planted kelpcheck) \
-  >/dev/null
+(cd "$root" && cmake --preset bench && cmake --build build/bench -j2 --target "${targets[@]}") >/dev/null
 results=${PLANTED_RESULTS:-$(mktemp -d "${KELPTEST_BENCH_DIR:-/var/tmp}/planted-XXXXXX")}
 mkdir -p "$results"
 [ -n "${PLANTED_RESULTS:-}" ] || trap 'rm -rf "$results"' EXIT
