@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "store/history_cursor.h"
+#include "store/history.h"
 #include "store/store.h"
 
 struct kelp2_connection {
-  std::shared_ptr<kelp::Store> store;  // shared with the results of queries
+  std::unique_ptr<kelp::Store> store;
 };
 
 struct kelp2_group {
@@ -26,7 +26,9 @@ struct kelp2_object {
 };
 
 struct kelp2_result {
-  kelp::HistoryResult rows;
+  std::shared_ptr<const kelp::HistoryRows> rows;  // shared with the other results of the query
+  size_t point;                                   // its position in the query
+  int64_t next = 0;                               // row
 };
 
 namespace kelp {

@@ -1,5 +1,6 @@
 // History queries and the results that they hand out.
 #include <algorithm>
+#include <limits>
 
 #include "api/handles.h"
 
@@ -9,25 +10,41 @@ namespace {
 
 bool is_mode(int32_t mode) { return mode == HistoryTimed || mode == HistoryStatistics; }
 
-// One result per point that exists and has a mode that is known; all of them share one cursor.
+// One result per point that exists and has a mode that is known. They are all made before the first
+// one is handed out.
 int32_t query(ConnectionHandle connection, std::span<const int32_t> ids, const int32_t *modes,
               const Intervals &intervals, ResultHandle *results, int32_t *errors) {
   std::fill_n(results, ids.size(), nullptr);
-  const std::vector<bool> known = store_of(connection).known_points(ids);
-  std::vector<ResultCode> codes;
-  std::vector<int32_t> queried;
+  std::vector<size_t> asked;
+  std::vector<int32_t> asked_ids;
+  std::vector<HistoryMode> asked_modes;
   for (size_t i = 0; i < ids.size(); ++i) {
-    codes.push_back(!known[i] ? kUnknownName : is_mode(modes[i]) ? kOk : kInvalidArgument);
-    if (codes[i] == kOk) queried.push_back(ids[i]);
+    if (!is_mode(modes[i])) continue;
+    asked.push_back(i);
+    asked_ids.push_back(ids[i]);
+    asked_modes.push_back(HistoryMode(modes[i]));
   }
-  const auto cursor = std::make_shared<HistoryCursor>(connection->store, queried, intervals);
-  uint32_t point = 0;
-  for (size_t i = 0; i < ids.size(); ++i) {
-    errors[i] = codes[i];
-    if (codes[i] != kOk) continue;
-    results[i] = new kelp2_result{HistoryResult(cursor, point++, HistoryMode(modes[i]))};
+  const std::shared_ptr<const HistoryRows> rows =
+      store_of(connection).history({asked_ids, asked_modes, intervals});
+  std::vector<std::unique_ptr<kelp2_result>> made;
+  for (size_t point = 0; point < asked.size(); ++point) {
+    made.push_back(rows->knows(point) ? std::make_unique<kelp2_result>(rows, point) : nullptr);
+  }
+  std::fill_n(errors, ids.size(), kInvalidArgument);
+  for (size_t point = 0; point < asked.size(); ++point) {
+    errors[asked[point]] = made[point] ? kOk : kUnknownName;
+    results[asked[point]] = made[point].release();
   }
   return kOk;
+}
+
+// The next row of a result that is read in this mode.
+template <typename Row>
+Row next_row(kelp2_result &result, HistoryMode mode) {
+  const HistoryRows &rows = *result.rows;
+  const bool any = rows.mode(result.point) == mode && result.next < rows.count(result.point);
+  if (!any) throw Failure(kEndOfRows);
+  return rows.row<Row>(result.point, result.next++);
 }
 
 }  // namespace
@@ -56,15 +73,15 @@ int32_t kelp2_get_history_byname(ConnectionHandle connection, GroupHandle group,
 
 int32_t kelp2_num_rows(ResultHandle result) {
   if (result == nullptr) return 0;
-  return guarded([&] { return result->rows.count(); });
+  constexpr int64_t most = std::numeric_limits<int32_t>::max();
+  return static_cast<int32_t>(std::min(result->rows->count(result->point), most));
 }
 
 int32_t kelp2_fetch_timed_value(ResultHandle result, int32_t *time, int16_t *status,
                                 double *value) {
   return guarded([&] {
     require(result && time && status && value);
-    if (result->rows.mode() != HistoryTimed) throw Failure(kEndOfRows);
-    const Sample sample = result->rows.next_sample();
+    const auto sample = next_row<Sample>(*result, HistoryTimed);
     *time = sample.time;
     *status = sample.status;
     *value = sample.value;
@@ -75,9 +92,8 @@ int32_t kelp2_fetch_timed_value(ResultHandle result, int32_t *time, int16_t *sta
 int32_t kelp2_fetch_stat_value(ResultHandle result, StatValue *row) {
   return guarded([&]() -> int32_t {
     require(result && row);
-    if (result->rows.mode() != HistoryStatistics) throw Failure(kEndOfRows);
-    *row = result->rows.next_statistics();
-    return result->rows.at_end() ? 1 : 0;
+    *row = next_row<StatValue>(*result, HistoryStatistics);
+    return result->next == result->rows->count(result->point) ? 1 : 0;
   });
 }
 

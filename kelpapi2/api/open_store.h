@@ -8,6 +8,6 @@
 namespace kelp {
 
 // Opens the engine that the host text chooses; throws Failure.
-std::shared_ptr<Store> open_store(const StoreAddress &address);
+std::unique_ptr<Store> open_store(const StoreAddress &address);
 
 }  // namespace kelp

@@ -44,14 +44,6 @@ Sample sample_at(const Result &result, int row, int first_column) {
           number_at<double>(result, row, first_column + 2)};
 }
 
-std::vector<Sample> to_samples(const Result &result) {
-  std::vector<Sample> samples(PQntuples(result.get()));
-  for (size_t row = 0; row < samples.size(); ++row) {
-    samples[row] = sample_at(result, static_cast<int>(row), 0);
-  }
-  return samples;
-}
-
 std::vector<Reading> to_readings(const Result &result, size_t count) {
   std::vector<Reading> readings(count);
   for (int row = 0; row < rows_of(result, count); ++row) {

@@ -18,9 +18,6 @@ std::vector<SqlRow> to_rows(const Result &result, int columns);
 // The sample in three columns of a result: time, status, value.
 Sample sample_at(const Result &result, int row, int first_column);
 
-// The same of every row of a result.
-std::vector<Sample> to_samples(const Result &result);
-
 // A reading for each of `count` rows: whether the point is known, time, status, value; the last
 // three are null without a value.
 std::vector<Reading> to_readings(const Result &result, size_t count);

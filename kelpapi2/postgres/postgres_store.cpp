@@ -14,6 +14,7 @@
 
 #include "postgres/conversion.h"
 #include "postgres/erased_points.h"
+#include "postgres/history.h"
 #include "postgres/sample_columns.h"
 #include "postgres/schema.h"
 #include "postgres/sqlstate.h"
@@ -26,9 +27,6 @@ namespace {
 // stay silent for long.
 constexpr size_t kRowsPerStatement = 16384;
 constexpr int kUpsertsAfterConflict = 64;
-
-// Asked for in one round trip, since all its results are in memory together.
-constexpr size_t kRowsPerTrip = 32768;
 
 // Fails, by a division by zero, unless there are $2 such points.
 const std::string kHoldPoints =
@@ -48,18 +46,7 @@ const std::string kEachId = " FROM pg_catalog.unnest($1) WITH ORDINALITY AS i (i
 const std::string kJoinPoint = " LEFT JOIN kelp.object AS o ON o.id = i.id AND " + kIsPoint;
 const std::string kInOrder = " ORDER BY i.position";
 
-const std::string kWhichExist = "SELECT o.id IS NOT NULL" + kEachId + kJoinPoint + kInOrder;
-
-const std::string kSelectRange =
-    "SELECT time, status, value FROM kelp.sample"
-    " WHERE point_id = $1 AND time >= $2 AND time < $3 ORDER BY time LIMIT $4";
-const std::string kCountSamples =
-    "SELECT count(*) FROM kelp.sample WHERE point_id = $1 AND time >= $2 AND time < $3";
-const std::string kCountIntervals =
-    "SELECT count(DISTINCT (time - CAST ($2 AS int8)) / $4) FROM kelp.sample"
-    " WHERE point_id = $1 AND time >= $2 AND time < $3";
-
-// The answer to kWhichExist for the point at a position.
+// The answer to which_exist for the point at a position.
 bool known_at(const Result &existing, size_t position) {
   return bool_at(existing, static_cast<int>(position), 0);
 }
@@ -100,7 +87,7 @@ Result PostgresStore::ask(const std::string &query, std::vector<Parameter> param
 // That a point exists is asked last: nothing was removed yet of one that then was still there.
 std::vector<Result> PostgresStore::ask_each(std::vector<Command> queries,
                                             std::span<const int32_t> ids) {
-  queries.push_back({kWhichExist, {int4_array(ids)}});
+  queries.push_back(which_exist(ids));
   return retried([&] { return session_.exchange(queries); });
 }
 
@@ -211,7 +198,8 @@ std::vector<int32_t> PostgresStore::point_ids(std::span<const std::string> names
 }
 
 std::vector<bool> PostgresStore::known_points(std::span<const int32_t> ids) {
-  const Result existing = ask(kWhichExist, {int4_array(ids)});
+  const std::vector<Command> query{which_exist(ids)};
+  const Result existing = retried([&] { return std::move(session_.exchange(query)[0]); });
   std::vector<bool> known;
   for (size_t i = 0; i < ids.size(); ++i) known.push_back(known_at(existing, i));
   return known;
@@ -326,36 +314,8 @@ std::vector<Reading> PostgresStore::as_of(std::span<const int32_t> ids, int32_t 
       ids.size());
 }
 
-std::vector<std::vector<Sample>> PostgresStore::range(std::span<const RangeStart> points,
-                                                      int32_t end, size_t limit) {
-  const size_t points_per_trip = std::max<size_t>(kRowsPerTrip / limit, 1);
-  std::vector<std::vector<Sample>> rows;
-  while (rows.size() < points.size()) {
-    std::vector<int32_t> ids;
-    std::vector<Command> queries;
-    const size_t left = points.size() - rows.size();
-    for (const RangeStart &point : points.subspan(rows.size(), std::min(left, points_per_trip))) {
-      ids.push_back(point.id);
-      queries.push_back(
-          {kSelectRange,
-           {int4(point.id), int4(point.begin), int4(end), int4(static_cast<int32_t>(limit))}});
-    }
-    const std::vector<Result> found = ask_each(std::move(queries), ids);
-    for (size_t i = 0; i < ids.size(); ++i) {
-      rows.push_back(known_at(found.back(), i) ? to_samples(found[i]) : std::vector<Sample>());
-    }
-  }
-  return rows;
-}
-
-int64_t PostgresStore::count(RangeStart point, int32_t end, int32_t step) {
-  Command query{kCountSamples, {int4(point.id), int4(point.begin), int4(end)}};
-  if (step != 1) {
-    query.sql = kCountIntervals;
-    query.parameters.push_back(int4(step));
-  }
-  const std::vector<Result> found = ask_each({std::move(query)}, {&point.id, 1});
-  return known_at(found.back(), 0) ? number_at<int64_t>(found[0], 0, 0) : 0;
+std::unique_ptr<HistoryRows> PostgresStore::history(const HistoryQuery &query) {
+  return retried([&] { return read_history(session_, query); });
 }
 
 }  // namespace kelp::postgres

@@ -19,14 +19,11 @@ class PostgresStore final : public SqlStore {
   bool alive() override;
   int32_t now() override;
   std::vector<int32_t> point_ids(std::span<const std::string> names) override;
-  std::vector<bool> known_points(std::span<const int32_t> ids) override;
   std::vector<ResultCode> erase(const std::string &parent, std::span<const int32_t> ids) override;
   std::vector<ResultCode> write(WriteKind kind, const SampleRows &rows) override;
   std::vector<Reading> current(std::span<const int32_t> ids) override;
   std::vector<Reading> as_of(std::span<const int32_t> ids, int32_t time) override;
-  std::vector<std::vector<Sample>> range(std::span<const RangeStart> points, int32_t end,
-                                         size_t limit) override;
-  int64_t count(RangeStart point, int32_t end, int32_t step) override;
+  std::unique_ptr<HistoryRows> history(const HistoryQuery &query) override;
 
  protected:
   std::vector<SqlResult> run(Access access, const std::vector<SqlCommand> &commands) override;
@@ -56,6 +53,7 @@ class PostgresStore final : public SqlStore {
   void write_rows(WriteKind kind, const SampleRows &rows, std::span<const size_t> order);
   std::vector<Command> write_commands(WriteKind kind, const SampleRows &rows,
                                       std::span<const size_t> part) const;
+  std::vector<bool> known_points(std::span<const int32_t> ids);
   // Sets the codes of those rows whose point does not exist.
   void mark_unknown(const SampleRows &rows, std::span<const size_t> order,
                     std::vector<ResultCode> &codes);

@@ -13,6 +13,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "postgres/sqlstate.h"
 
@@ -23,6 +24,7 @@ namespace {
 // Explicitly: under a stricter default of the server, a write would not see that its point was
 // deleted while it waited for it.
 const Command kBegin{"BEGIN ISOLATION LEVEL READ COMMITTED"};
+const Command kBeginMoment{"BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY"};
 const Command kCommit{"COMMIT"};
 
 const std::string kServerTime = "CAST (extract(epoch FROM pg_catalog.clock_timestamp()) AS float8)";
@@ -117,12 +119,16 @@ Command Session::in_time() const {
 }
 
 std::vector<Result> Session::exchange(const std::vector<Command> &commands) {
-  if (!begin_pending_) return round_trip({commands});
-  begin_pending_ = false;
+  if (begin_pending_ == nullptr) return round_trip({commands});
+  const Commands begin(std::exchange(begin_pending_, nullptr), 1);
   in_transaction_ = true;
-  std::vector<Result> results = round_trip({Commands(&kBegin, 1), commands});
+  std::vector<Result> results = round_trip({begin, commands});
   results.erase(results.begin());
   return results;
+}
+
+void Session::begin(Isolation isolation) {
+  begin_pending_ = isolation == Isolation::one_moment ? &kBeginMoment : &kBegin;
 }
 
 std::vector<Result> Session::transact(const std::vector<Command> &commands) {
@@ -156,7 +162,7 @@ std::vector<Result> Session::transact(const std::vector<Command> &commands) {
 }
 
 void Session::commit() {
-  begin_pending_ = false;
+  begin_pending_ = nullptr;
   if (!in_transaction_) return;
   const std::vector<Result> results = round_trip({Commands(&kCommit, 1)});
   in_transaction_ = false;
@@ -164,7 +170,7 @@ void Session::commit() {
 }
 
 void Session::roll_back() noexcept {
-  begin_pending_ = false;
+  begin_pending_ = nullptr;
   if (!in_transaction_ || !connection()) return;
   try {
     exchange({{"ROLLBACK"}});

@@ -41,6 +41,10 @@ struct Engine {
   bool makes_objects = true;  // gives numbers to new objects
 };
 
+// What the statements of a transaction see: what was committed when each of them began, or when
+// the first one did.
+enum class Isolation { each_statement, one_moment };
+
 class Session {
  public:
   // Connects and sets what the session needs, within the bound.
@@ -60,7 +64,8 @@ class Session {
 
   // A transaction of several exchanges: it begins with the next one and is committed, or rolled
   // back, in a round trip of its own.
-  void begin() { begin_pending_ = true; }
+  // A transaction that sees one moment only reads.
+  void begin(Isolation isolation = Isolation::each_statement);
   void commit();
   void roll_back() noexcept;
 
@@ -93,7 +98,7 @@ class Session {
 
   Connection connection_;
   Clock::duration bound_;
-  bool begin_pending_ = false;
+  const Command *begin_pending_ = nullptr;
   bool in_transaction_ = false;
   bool read_only_ = false;  // the server turned out to take no writes
   Engine engine_;

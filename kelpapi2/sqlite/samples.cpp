@@ -37,47 +37,40 @@ std::optional<Sample> read_one(Statement &query, int32_t point) {
   return sample;
 }
 
-// The samples of one point from a time on, of samples in key order.
-std::span<const PointSample> samples_from(std::span<const PointSample> samples, int32_t point,
-                                          int32_t time) {
-  const auto before = [](const PointSample &sample, uint64_t key) {
-    return key_of(sample.point, sample.sample.time) < key;
-  };
-  const auto begin = std::lower_bound(samples.begin(), samples.end(), key_of(point, time), before);
+// The samples of one point, of samples in key order.
+std::span<const PointSample> samples_of_point(std::span<const PointSample> samples, int32_t point) {
+  const auto before = [](const PointSample &sample, int32_t id) { return sample.point < id; };
+  const auto begin = std::lower_bound(samples.begin(), samples.end(), point, before);
   const auto other = [&](const PointSample &sample) { return sample.point != point; };
   return {begin, std::find_if(begin, samples.end(), other)};
 }
 
-// Shows the rows of a query for one point, and over them its staged samples, in the order of time,
-// until `visit` returns false.
-template <typename Visit>
-void visit_rows(Statement &query, std::span<const PointSample> staged, Visit &&visit) {
+// Reads the rows of a query for one point, and over them its staged samples.
+void read_rows(Statement &query, std::span<const PointSample> staged, HistoryRows &rows) {
   bool merged = query.step();
-  bool more = true;
-  while (more && (merged || !staged.empty())) {
+  while (merged || !staged.empty()) {
     const int64_t time = merged ? query.integer(0) : std::numeric_limits<int64_t>::max();
     if (staged.empty() || time < staged[0].sample.time) {
-      more = visit(sample_of(query));
+      rows.add(sample_of(query));
       merged = query.step();
     } else {
-      more = visit(staged[0].sample);
+      rows.add(staged[0].sample);
       if (time == staged[0].sample.time) merged = query.step();
       staged = staged.subspan(1);
     }
   }
-  query.reset();
 }
 
-// The first three parameters of a query on the samples of a point.
-void bind_range(Statement &query, RangeStart point, int32_t end) {
-  query.bind(1, int64_t{point.id});
-  query.bind(2, int64_t{point.begin});
-  query.bind(3, int64_t{end});
+// The positions of the points that exist, in ascending order of the points.
+std::vector<size_t> in_point_order(std::span<const int32_t> points) {
+  std::vector<size_t> order;
+  for (size_t i = 0; i < points.size(); ++i) {
+    if (points[i] != 0) order.push_back(i);
+  }
+  std::stable_sort(order.begin(), order.end(),
+                   [&](size_t a, size_t b) { return points[a] < points[b]; });
+  return order;
 }
-
-constexpr const char *kSelectRange =
-    "SELECT time, status, value FROM merged_sample"
-    " WHERE point_id = ? AND time >= ? AND time < ? ORDER BY time LIMIT ?";
 
 }  // namespace
 
@@ -195,70 +188,29 @@ std::vector<std::optional<Sample>> Samples::as_of(std::span<const int32_t> point
   return samples;
 }
 
-std::vector<std::vector<Sample>> Samples::range(std::span<const RangeStart> points, int32_t end,
-                                                size_t limit) {
-  std::vector<int32_t> ids;
-  int32_t begin = end;
-  for (const RangeStart &point : points) {
-    ids.push_back(point.id);
-    begin = std::min(begin, point.begin);
-  }
-  std::unordered_map<int32_t, std::vector<PointSample>> staged;
-  for (const auto &[bucket, set] : by_bucket(ids)) {
-    staged.emplace(bucket, staging_.range(bucket, set, begin, end));
-  }
-  Statement &query = database_.statement(kSelectRange);
-  std::vector<std::vector<Sample>> rows(points.size());
-  for (size_t i = 0; i < points.size(); ++i) {
-    bind_range(query, points[i], end);
-    query.bind(4, static_cast<int64_t>(limit));
-    const auto waiting =
-        samples_from(staged.at(bucket_of(points[i].id)), points[i].id, points[i].begin);
-    visit_rows(query, waiting, [&](const Sample &sample) {
-      rows[i].push_back(sample);
-      return rows[i].size() < limit;
-    });
-    rows[i].shrink_to_fit();
-  }
-  return rows;
-}
-
-int64_t Samples::count(RangeStart point, int32_t end, int32_t step) {
-  PointSet set;
-  set.set(place_in_bucket(point.id));
-  const auto staged = staging_.range(bucket_of(point.id), set, point.begin, end);
-  if (step == 1) return count_samples(point, end, staged);
-  Statement &query = database_.statement(kSelectRange);
-  bind_range(query, point, end);
-  query.bind(4, int64_t{-1});
-  int64_t intervals = 0;
-  int64_t next = point.begin;  // where the next interval begins
-  visit_rows(query, staged, [&](const Sample &sample) {
-    if (sample.time < next) return true;
-    ++intervals;
-    next = sample.time - (int64_t{sample.time} - point.begin) % step + step;
-    return true;
-  });
-  return intervals;
-}
-
-// Those that are merged, and of the staged ones those that are not merged as well.
-int64_t Samples::count_samples(RangeStart point, int32_t end, std::span<const PointSample> staged) {
+// What is staged is read bucket by bucket, so that it is never in memory for all of them.
+void Samples::history(std::span<const int32_t> points, const Intervals &range, HistoryRows &rows) {
   Statement &query = database_.statement(
-      "SELECT count(*) FROM merged_sample WHERE point_id = ? AND time >= ? AND time < ?");
-  bind_range(query, point, end);
-  query.step();
-  int64_t samples = query.integer(0);
-  query.reset();
-  Statement &probe =
-      database_.statement("SELECT 1 FROM merged_sample WHERE point_id = ? AND time = ?");
-  for (const PointSample &sample : staged) {
-    probe.bind(1, int64_t{point.id});
-    probe.bind(2, int64_t{sample.sample.time});
-    if (!probe.step()) ++samples;
-    probe.reset();
+      "SELECT time, status, value FROM merged_sample"
+      " WHERE point_id = ? AND time >= ? AND time < ? ORDER BY time");
+  query.bind(2, int64_t{range.begin});
+  query.bind(3, int64_t{range.end});
+  const std::vector<size_t> order = in_point_order(points);
+  for (std::span<const size_t> left(order); !left.empty();) {
+    const int32_t bucket = bucket_of(points[left[0]]);
+    PointSet set;
+    size_t count = 0;
+    while (count < left.size() && bucket_of(points[left[count]]) == bucket) {
+      set.set(place_in_bucket(points[left[count++]]));
+    }
+    const std::vector<PointSample> staged = staging_.range(bucket, set, range.begin, range.end);
+    for (const size_t position : left.first(count)) {
+      rows.begin_point(position);
+      query.bind(1, int64_t{points[position]});
+      read_rows(query, samples_of_point(staged, points[position]), rows);
+    }
+    left = left.subspan(count);
   }
-  return samples;
 }
 
 int64_t Samples::erase(int32_t point, int64_t limit) {

@@ -7,6 +7,7 @@
 
 #include "sqlite/key_order.h"
 #include "sqlite/staging.h"
+#include "store/history.h"
 
 namespace kelp::sqlite {
 
@@ -20,10 +21,8 @@ class Samples {
   // A sample for each point, nothing where there is none.
   std::vector<std::optional<Sample>> current(std::span<const int32_t> points);
   std::vector<std::optional<Sample>> as_of(std::span<const int32_t> points, int32_t time);
-  // As in SampleSource; a point with the id 0 has no samples.
-  std::vector<std::vector<Sample>> range(std::span<const RangeStart> points, int32_t end,
-                                         size_t limit);
-  int64_t count(RangeStart point, int32_t end, int32_t step);
+  // Reads the samples of points in a range; a point with the id 0 does not exist.
+  void history(std::span<const int32_t> points, const Intervals &range, HistoryRows &rows);
 
   // Deletes at most `limit` samples of a point that exists no longer, and returns their number;
   // with the last of them, when they are fewer, all else that there is of it.
@@ -35,7 +34,6 @@ class Samples {
   void merge_due(std::vector<Bucket> &due, int64_t written);
   void merge(int32_t bucket);
   PointSet existing_points(int32_t bucket);
-  int64_t count_samples(RangeStart point, int32_t end, std::span<const PointSample> staged);
 
   Database &database_;
   Staging staging_;

@@ -122,14 +122,6 @@ void SqliteStore::forget_erased_points() {
   erasures_ = erasures;
 }
 
-std::vector<bool> SqliteStore::known_points(std::span<const int32_t> ids) {
-  return read([&] {
-    std::vector<bool> result;
-    for (const int32_t id : ids) result.push_back(known(id));
-    return result;
-  });
-}
-
 std::vector<ResultCode> SqliteStore::codes_of(const SampleRows &rows) {
   std::vector<ResultCode> codes(rows.count, kOk);
   for (size_t row = 0; row < rows.count; ++row) {
@@ -177,17 +169,11 @@ std::vector<Reading> SqliteStore::as_of(std::span<const int32_t> ids, int32_t ti
   return read_each(ids, [&](const auto &points) { return samples_.as_of(points, time); });
 }
 
-std::vector<std::vector<Sample>> SqliteStore::range(std::span<const RangeStart> points, int32_t end,
-                                                    size_t limit) {
-  return read([&] {
-    std::vector<RangeStart> there(points.begin(), points.end());
-    for (RangeStart &point : there) point.id = known(point.id) ? point.id : 0;
-    return samples_.range(there, end, limit);
-  });
-}
-
-int64_t SqliteStore::count(RangeStart point, int32_t end, int32_t step) {
-  return read([&] { return known(point.id) ? samples_.count(point, end, step) : 0; });
+std::unique_ptr<HistoryRows> SqliteStore::history(const HistoryQuery &query) {
+  auto rows = std::make_unique<HistoryRows>(query);
+  read([&] { samples_.history(existing(query.ids), query.intervals, *rows); });
+  rows->finish();
+  return rows;
 }
 
 std::vector<ResultCode> SqliteStore::erase(const std::string &parent,

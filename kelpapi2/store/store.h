@@ -93,29 +93,14 @@ struct Reading {
   ResultCode error = kNoValue;
 };
 
-// Where to read on in the history of a point.
-struct RangeStart {
-  int32_t id;
-  int32_t begin;
-};
+// See history.h.
+struct HistoryQuery;
+class HistoryRows;
 
-// What the results of history queries read from.
-class SampleSource {
+class Store {
  public:
-  virtual ~SampleSource() = default;
+  virtual ~Store() = default;
 
-  // The samples of each point with begin <= time < end, in time order; at most `limit` of each,
-  // fewer only if there are no more. One point's samples are those of one moment. An entry per
-  // point, empty if it does not exist.
-  virtual std::vector<std::vector<Sample>> range(std::span<const RangeStart> points, int32_t end,
-                                                 size_t limit) = 0;
-  // The number of intervals [begin + k * step, begin + (k + 1) * step) that hold a sample of the
-  // point before the end: with a step of 1 that of its samples. Steps are positive.
-  virtual int64_t count(RangeStart point, int32_t end, int32_t step) = 0;
-};
-
-class Store : public SampleSource {
- public:
   // Whether the session works. May fail: a lost server is noticed only by asking it.
   virtual bool alive() = 0;
   virtual int32_t now() = 0;
@@ -127,7 +112,6 @@ class Store : public SampleSource {
   virtual std::vector<std::optional<ObjectRecord>> points(std::span<const int32_t> ids) = 0;
   virtual std::vector<std::optional<ObjectRecord>> objects(std::span<const std::string> names) = 0;
   virtual std::vector<int32_t> point_ids(std::span<const std::string> names) = 0;
-  virtual std::vector<bool> known_points(std::span<const int32_t> ids) = 0;
   // Each call is one transaction; an entry that fails leaves the others alone. `insert` sets the
   // ids of the records that it inserted.
   virtual std::vector<ResultCode> insert(const std::string &parent,
@@ -143,6 +127,9 @@ class Store : public SampleSource {
   virtual std::vector<Reading> current(std::span<const int32_t> ids) = 0;
   // The newest sample of each point at or before the time.
   virtual std::vector<Reading> as_of(std::span<const int32_t> ids, int32_t time) = 0;
+  // All rows of the query, those of one moment. Where the samples are distributed over several
+  // servers, those of each point are.
+  virtual std::unique_ptr<HistoryRows> history(const HistoryQuery &query) = 0;
 };
 
 // What kelp2_init is given, as far as it matters to an engine.

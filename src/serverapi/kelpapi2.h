@@ -42,8 +42,9 @@
  *   Texts      An ED text is as long as the database takes, which is about a gigabyte.
  *   Rows       One call writes at most 16,777,216, which is 5.3 years in steps of 10 seconds: what
  *              goes beyond is taken for a mistake in a time range. A call is one transaction,
- *              whatever its size; it holds others up for about a second per million rows. Reading
- *              has no such limit.
+ *              whatever its size; it holds others up for about a second per million rows. A query
+ *              of history has no such limit, but reads all of its range before it returns: very
+ *              long ones are better asked for in parts.
  *   Points     Ids are counted up to 2,147,483,647 over the whole life of a store. One point has
  *              one value per second.
  *   Files      PATH, PATH-wal and PATH-shm are one store: they are moved, copied and removed
@@ -288,7 +289,12 @@ int32_t kelp2_write_histroy_byname(ConnectionHandle connection, int32_t reserved
  *
  * Bundled: statistics have a row for each [begin + k * interval, begin + (k + 1) * interval) that
  * holds a value, the last one cut at the range's end; an interval of 0 or less is the whole range.
- * A result reads its rows as they are fetched, so that memory is bounded. */
+ *
+ * Bundled: results are what was there at one moment of the query, whatever is written or deleted
+ * afterwards, and need the session no more. For that the query reads everything that it asks for,
+ * 16 bytes for a value and 64 for a row of statistics: up to 128 MB in memory, and what is longer in
+ * a nameless file in TMPDIR or /var/tmp (-10 if there is no room). Both are given back with the last
+ * result of the query. A server that distributes points has one moment for each of them. */
 int32_t kelp2_get_history_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
                                const int32_t *modes, int32_t begin, int32_t end, int32_t interval,
                                ResultHandle *results, int32_t *errors);
@@ -296,10 +302,12 @@ int32_t kelp2_get_history_byname(ConnectionHandle connection, GroupHandle group,
                                  const int32_t *modes, int32_t begin, int32_t end, int32_t interval,
                                  ResultHandle *results, int32_t *errors);
 
-/* The number of rows of a result; 0 or less means none. */
+/* The number of rows of a result; 0 or less means none. Bundled: exactly those that can be
+ * fetched. */
 int32_t kelp2_num_rows(ResultHandle result);
 
 /* Deliver the next row of a result in the mode of that name, in the order of time, and move on.
+ * Bundled: results may be read in turn in any order, at the same cost.
  * kelp2_fetch_stat_value returns 0 or 1 for a row delivered, any other value on failure. Bundled: 1
  * is the last row. After it, and in the other mode, a fetch fails. */
 int32_t kelp2_fetch_timed_value(ResultHandle result, int32_t *time, int16_t *status, double *value);
