@@ -2,7 +2,7 @@
 # Builds the release with the measurements and runs them:
 #
 #   bench/run.sh sqlite [-N10 -X1000]    kelptest over a SQLite file, against the least that it can
-#                                        cost and against a program that took no thought
+#                                        cost and against a naive program
 #   bench/run.sh postgres [-N10 -X1000]  over a private PostgreSQL server, against the same least
 #   bench/run.sh delay [MS] [-N10 -X100] over that server, with a network between them that takes
 #                                        MS (2) milliseconds in each direction
