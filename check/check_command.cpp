@@ -70,6 +70,9 @@ void CheckCommand::add_extent(CLI::App &app) {
   app.add_option("--max-skew", o_.max_skew, "Seconds between this host's clock and the server's")
       ->check(CLI::NonNegativeNumber)
       ->group(group);
+  app.add_option("--settle", o_.settle, "Seconds until what was acknowledged can be read")
+      ->check(CLI::Range(0.0, 3600.0))
+      ->group(group);
   app.add_option("--only", o_.only, "Run only these checks: names, families, or with * and ?")
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->allow_extra_args(false)

@@ -32,10 +32,10 @@ void require_known(const std::vector<std::string> &patterns, const std::vector<F
 }  // namespace
 
 Plan make_plan(const CheckOptions &options) {
-  Plan plan{
-      {connection_family(), restart_family(), clock_family(), tree_family(), values_family(),
-       history_family(), cache_family(), snapshot_family(), statistics_family(), server_family()},
-      0};
+  Plan plan{{connection_family(), restart_family(), clock_family(), tree_family(), values_family(),
+             history_family(), cache_family(), snapshot_family(), statistics_family(),
+             server_family(), sweep_times_family(), sweep_values_family()},
+            0};
   require_known(options.only, plan.families);
   require_known(options.skip, plan.families);
   const auto wanted = [&](const Check &check) {
@@ -55,9 +55,9 @@ Plan make_plan(const CheckOptions &options) {
     });
   }
   std::erase_if(plan.families, [](const Family &family) { return family.checks.empty(); });
-  plan.families.insert(plan.families.begin(), open_family());
+  plan.families.insert(plan.families.begin(), {open_family(), habits_family()});
   if (!options.keep) plan.families.push_back(cleanup_family());
-  plan.checks_in_all += 2;  // those at the begin and at the end
+  plan.checks_in_all += 2 + habits_family().checks.size();
   return plan;
 }
 

@@ -49,14 +49,15 @@ void Supervisor::work() {
   int32_t next_node = 1, tree = 1;
   size_t first_check = 0;
   for (const Family &family : plan_.families) {
-    if (family.tree == Tree::made) {
+    if (family.tree == Tree::made || family.tree == Tree::few) {
       tree = next_node;
-      next_node += run_.options.nodes + 1;  // and a spare one
+      next_node += (family.tree == Tree::few ? 1 : run_.options.nodes) + 1;  // and a spare one
     }
     cleaning_up_ = &family == &plan_.families.back() && !run_.options.keep;
     run_family(family, first_check, tree);
     first_check += family.checks.size();
   }
+  tell_habits();
   run_.figures = board_->calls.figures;
   run_.seconds = seconds_since(start);
 }
@@ -71,6 +72,8 @@ void Supervisor::run_family(const Family &family, size_t first_check, int32_t fi
   board_->calls.begin();
   child.process.emplace([&](RecordPipe records) {
     CheckContext c(run_.options, *board_, records);
+    c.habits = habits_;
+    c.limits = limits_;
     kelpcheck::run_family(family, first_node, c);
     return 0;
   });
@@ -157,8 +160,43 @@ void Supervisor::take(FamilyChild &child, const json &record) {
   if (record.contains("no_session")) child.no_session = true;
   if (record.contains("begin")) child.began = now_ns();
   if (record.contains("finding")) add_finding(record["finding"]);
+  if (record.contains("habit")) take_habit(record["habit"]);
+  if (record.contains("waited")) habits_.longest_wait = record["waited"];
+  if (record.contains("limits")) limits_ = {record["limits"][0], record["limits"][1]};
   if (record.contains("plot")) run_.plot = record["plot"];
   if (record.contains("end")) take_end(child, record);
+}
+
+void Supervisor::take_habit(const json &record) {
+  habits_.adopt(static_cast<Question>(record["question"].get<int>()),
+                Answers::from_bits(record["left"]), {record["where"], record["got"]},
+                record["unknown"]);
+}
+
+void Supervisor::tell_habits() {
+  run_.habits.clear();
+  for (const QuestionEntry &entry : all_questions()) {
+    const Answers left = habits_.left(entry.question);
+    const std::string &unknown = habits_.unknown(entry.question);
+    Habit habit;
+    habit.code = entry.code;
+    habit.question = entry.text;
+    habit.constant = entry.constant;
+    habit.bundled = entry.answers.front().text;
+    habit.answer = unknown.empty() ? entry.text_of(left) : unknown;
+    habit.state = !unknown.empty()                 ? "unknown"
+                  : !habits_.asked(entry.question) ? "not asked"
+                  : left == Answers::one_of(left)  ? "known"
+                                                   : "open";
+    habit.differs = habits_.asked(entry.question) && !left.has(entry.bundled());
+    run_.habits.push_back(std::move(habit));
+  }
+  if (habits_.longest_wait > 0) {
+    add_finding(
+        {"Longest wait for something acknowledged", duration_text(habits_.longest_wait * 1e9)});
+  }
+  if (limits_.rows > 0) add_finding({"Rows that a call writes", text(limits_.rows, " at most")});
+  if (limits_.names > 0) add_finding({"Points that a call reads", text(limits_.names, " at most")});
 }
 
 void Supervisor::take_end(FamilyChild &child, const json &record) {

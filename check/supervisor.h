@@ -35,6 +35,8 @@ class Supervisor {
   void take_records(FamilyChild &child);
   void take(FamilyChild &child, const nlohmann::json &record);
   void take_end(FamilyChild &child, const nlohmann::json &record);
+  void take_habit(const nlohmann::json &record);
+  void tell_habits();
   void take_output(FamilyChild &child);
   void end_early(FamilyChild &child, const std::string &reason);
   void finish(CheckResult &result, Verdict verdict, const std::string &reason);
@@ -46,6 +48,8 @@ class Supervisor {
   Watcher watcher_;
   Signals signals_;
   Shared<CheckBoard> board_;
+  Habits habits_;  // what the families so far have learnt
+  Limits limits_;
   bool cleaning_up_ = false;
 };
 

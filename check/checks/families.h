@@ -24,6 +24,9 @@ struct Family {
   std::string after = {};  // a check that has to have come to its end before
 };
 
+Family habits_family();  // what the others rest on
+Family sweep_times_family();
+Family sweep_values_family();
 Family open_family();  // a session can be made; what an earlier run left is removed
 Family connection_family();
 Family restart_family();  // looks at the connection family's tree

@@ -46,14 +46,8 @@ class Habits {
   // A promise from the start, as --expect makes one: what clashes with it names `source`.
   void promise(Question question, Answer answer, const std::string &source);
 
-  // The largest number of rows, or of names, that a call was seen to take once a larger one had
-  // been refused; 0 where none was refused.
-  int64_t rows_per_call = 0;
-  int64_t names_per_call = 0;
   // The longest time, in seconds, until something acknowledged could be read.
   double longest_wait = 0;
-  // Times that history refused openly; such times are not written to by checks of other things.
-  std::vector<int32_t> refused_times;
 
   // Takes over what another process has learnt since, from the question's code and the rest.
   void adopt(Question question, Answers left, const Observation &last, const std::string &unknown);

@@ -184,7 +184,7 @@ std::vector<QuestionEntry> statistics() {
        "statistics.empty",
        "Statistics: an interval without values has",
        true,
-       {{A::no, "no row"}, {A::yes, "a row"}}},
+       {{A::no, "no row"}, {A::yes, "a row"}, {A::later, "a row behind the first value"}}},
       {Q::statistics_grid,
        "statistics.grid",
        "Statistics: intervals begin at",

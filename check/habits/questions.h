@@ -157,6 +157,10 @@ class Answers {
   constexpr Answers operator|(Answers other) const { return from_bits(bits_ | other.bits_); }
   constexpr Answers operator&(Answers other) const { return from_bits(bits_ & other.bits_); }
   constexpr bool operator==(const Answers &other) const = default;
+  // One of them.
+  static constexpr Answers one_of(Answers some) {
+    return from_bits(some.bits_ & (~some.bits_ + 1));
+  }
   constexpr uint64_t bits() const { return bits_; }
   static constexpr Answers from_bits(uint64_t bits) {
     Answers answers;

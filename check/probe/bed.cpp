@@ -1,14 +1,17 @@
 #include "probe/bed.h"
 
 #include <algorithm>
+#include <chrono>
 #include <numeric>
 #include <random>
+#include <thread>
 
 namespace kelpcheck {
 
 namespace {
 
 constexpr size_t kObjectsPerCall = 1000;
+constexpr size_t kFewPoints = 60;
 
 std::string numbered(const std::string &prefix, int width, size_t number) {
   const std::string digits = std::to_string(number);
@@ -43,13 +46,28 @@ Bed::Bed(CheckContext &c_, Tree tree, int32_t first_node)
   c.connected();
   if (tree == Tree::none) return;
   const CheckOptions &o = c.options;
-  for (int32_t i = 0; i < o.nodes; ++i)
+  const bool few = tree == Tree::few;
+  const int32_t node_count = few ? 1 : o.nodes;
+  for (int32_t i = 0; i < node_count; ++i)
     nodes.push_back(numbered(o.server.prefix, 2, first_node + i));
-  spare = numbered(o.server.prefix, 2, first_node + o.nodes);
-  names.resize(o.points);
+  spare = numbered(o.server.prefix, 2, first_node + node_count);
+  names.resize(few ? kFewPoints : static_cast<size_t>(o.points));
   for (size_t i = 0; i < points(); ++i) names[i] = full(node_of(i)) + "." + numbered("P", 5, i + 1);
-  if (tree == Tree::made) make();
+  if (tree != Tree::found) make();
+  await();
   ids = session->ids(names);
+}
+
+// Lets the points be found by their names, which a server may take a while for.
+void Bed::await() const {
+  const int64_t start = now_ns();
+  for (double pause = 0.005;; pause *= 1.6) {
+    const Objects objects = session->objects(names);
+    size_t found = 0;
+    while (found < names.size() && objects.errors[found] == 0) ++found;
+    if (found == names.size() || seconds_since(start) > c.options.settle) break;
+    std::this_thread::sleep_for(std::chrono::duration<double>(std::min(pause, 0.5)));
+  }
 }
 
 // Whether the library counts right and gives the right entries is for the checks of the tree to

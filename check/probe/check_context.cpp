@@ -17,6 +17,48 @@ void CheckContext::finding(const std::string &question, const std::string &answe
   send({{"finding", {question, answer}}});
 }
 
+void CheckContext::send_habit(Question question) const {
+  const std::optional<Observation> &last = habits.last(question);
+  send({{"habit",
+         {{"question", static_cast<int>(question)},
+          {"left", habits.left(question).bits()},
+          {"where", last ? last->where : ""},
+          {"got", last ? last->got : ""},
+          {"unknown", habits.unknown(question)}}}});
+}
+
+bool CheckContext::read(Question question, Answers allowed, const std::string &where,
+                        const std::string &got) {
+  const bool news = !habits.asked(question);
+  const Answers before = habits.left(question);
+  const std::optional<Clash> clash = habits.read(question, allowed, {where, got});
+  ++evidence.compared;
+  if (!clash) {
+    if (news || !(habits.left(question) == before)) send_habit(question);
+    return true;
+  }
+  if (evidence.differences++ == 0) {
+    evidence.keep(
+        text(entry_of(question).text, ": ", where),
+        text(clash->expected, ", as ", clash->earlier.where, " showed (", clash->earlier.got, ")"),
+        got);
+  }
+  return false;
+}
+
+void CheckContext::need(Question question) const {
+  const std::string &why = habits.unknown(question);
+  if (habits.asked(question) && why.empty()) return;
+  throw Unknown(text("unknown: ", entry_of(question).text, " ... (",
+                     why.empty() ? "it could not be observed" : why, ")"));
+}
+
+void CheckContext::waited(double seconds) {
+  if (seconds <= habits.longest_wait) return;
+  habits.longest_wait = seconds;
+  send({{"waited", seconds}});
+}
+
 void CheckContext::plot(const Plot &plot) const { send({{"plot", plot}}); }
 
 void CheckContext::connected() const { send({{"connected", true}}); }

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "habits/habits.h"
 #include "probe/context.h"
 #include "process/child.h"
 
@@ -33,7 +34,17 @@ class CheckContext : public Context {
         records_(records) {}
 
   const CheckOptions &options;
+  Habits habits;
 
+  // Strikes out the answers that a reading does not allow; one that leaves none is a difference.
+  // Whether it leaves any.
+  bool read(Question question, Answers allowed, const std::string &where, const std::string &got);
+  // Throws Unknown unless something is known of it.
+  void need(Question question) const;
+  // It took that many seconds until something acknowledged was readable.
+  void waited(double seconds);
+  // What the next family has to know, as a record.
+  void send_habit(Question question) const;
   void send(const nlohmann::json &record) const;
   // Something that servers may do differently, for the table "This server".
   void finding(const std::string &question, const std::string &answer) const;

@@ -8,11 +8,18 @@
 
 namespace kelpcheck {
 
+// How much one call takes, once the server has refused more; 0 where none was refused.
+struct Limits {
+  int64_t rows = 0;   // of a write
+  int64_t names = 0;  // or ids, of a reading
+};
+
 struct Context {
   Context(const ServerOptions &server_, CallBoard &board) : server(server_), calls(board) {}
 
   const ServerOptions &server;
   Calls calls;
+  Limits limits;
   Evidence evidence;  // of the check that runs, and of what its calls alone gave wrongly
 };
 

@@ -1,12 +1,17 @@
 #include "probe/session.h"
 
 #include <algorithm>
+#include <tuple>
+#include <type_traits>
 
 namespace kelpcheck {
 
 namespace {
 
 constexpr int32_t kWaitSeconds = 30;  // what kelptest passes as init_param
+// Not more than that is refused for other reasons than the number.
+constexpr int64_t kFewRows = 256;
+constexpr int64_t kFewNames = 16;
 
 }  // namespace
 
@@ -68,6 +73,17 @@ Ids Session::ids(const Group &group) const {
   return {ids.data(), ids.data() + ids.size()};
 }
 
+Ids Session::ids(const Names &names) const {
+  Ids all;
+  in_pieces(&Limits::names, names.size(), kFewNames, [&](size_t first, int32_t n) {
+    const Ids some = ids(Group(c_, {names.begin() + first, names.begin() + first + n}));
+    all.resize(first);  // a piece may be tried again
+    all.insert(all.end(), some.begin(), some.end());
+    return true;
+  });
+  return all;
+}
+
 Modified Session::modify(ModifyOperation operation, const std::string &parent,
                          Objects &objects) const {
   return modify(operation, parent, objects.size(), objects.data());
@@ -85,12 +101,50 @@ Modified Session::modify(ModifyOperation operation, const std::string &parent, s
   return result;
 }
 
+template <typename Call>
+void Session::in_pieces(int64_t Limits::*limit, size_t count, int64_t surely, Call call) const {
+  const auto all = static_cast<int64_t>(count);
+  const auto taken = [&](int64_t first, int64_t size) {
+    try {
+      return call(static_cast<size_t>(first), static_cast<int32_t>(size));
+    } catch (const CallFailed &) {
+      if (size <= surely) throw;
+      return false;
+    }
+  };
+  int64_t first = 0;
+  do {
+    const int64_t most = c_.limits.*limit > 0 ? c_.limits.*limit : all;
+    const int64_t whole = std::min(most, all - first);
+    int64_t size = whole;
+    bool done = taken(first, size);
+    while (!done && size > surely) {
+      size = (size + 1) / 2;
+      done = taken(first, size);
+    }
+    if (!done) return;  // not for its number
+    if (size < whole) {
+      const bool refused = !taken(first, whole);
+      c_.evidence.that(
+          refused, [&] { return text("a call with ", whole, " entries"); }, "refused, as before",
+          "taken");
+      c_.limits.*limit = size;
+    }
+    first += size;
+  } while (first < all);
+}
+
 template <auto Function, typename Time>
 Out<int32_t> Session::write(const Ids &ids, Time time, const Columns &rows) const {
-  const auto n = static_cast<int32_t>(ids.size());
   Out<int32_t> errors(ids.size());
-  c_.calls.checked<Function>(n, handle_, 0, n, ids.data(), time, rows.statuses.data(),
-                             rows.values.data(), errors.data());
+  in_pieces(&Limits::rows, ids.size(), kFewRows, [&](size_t first, int32_t n) {
+    Time from = time;
+    if constexpr (std::is_pointer_v<Time>) from += first;
+    c_.calls.checked<Function>(n, handle_, 0, n, ids.data() + first, from,
+                               rows.statuses.data() + first, rows.values.data() + first,
+                               errors.data() + first);
+    return true;
+  });
   guard(kOpOf<Function>, errors);
   return errors;
 }
@@ -98,8 +152,12 @@ Out<int32_t> Session::write(const Ids &ids, Time time, const Columns &rows) cons
 template <auto Function, typename Point>
 Out<int32_t> Session::write_one(Point point, const Columns &rows) const {
   Out<int32_t> error(1);
-  c_.calls.checked<Function>(rows.size(), handle_, 0, point, rows.size(), rows.times.data(),
-                             rows.statuses.data(), rows.values.data(), error.data());
+  in_pieces(&Limits::rows, rows.times.size(), kFewRows, [&](size_t first, int32_t n) {
+    c_.calls.checked<Function>(n, handle_, 0, point, n, rows.times.data() + first,
+                               rows.statuses.data() + first, rows.values.data() + first,
+                               error.data());
+    return error[0] == 0;
+  });
   guard(kOpOf<Function>, error);
   return error;
 }
@@ -129,37 +187,50 @@ Out<int32_t> Session::write_history(const std::string &name, const Columns &rows
   return write_one<kelp2_write_histroy_byname>(passing.c_str(), rows);
 }
 
-template <auto ById, auto ByName, typename... Arguments>
-void Session::ask(const Who &points, Arguments... arguments) const {
-  const auto n = static_cast<int32_t>(size_of(points));
-  if (const Ids *ids = std::get_if<Ids>(&points)) {
-    c_.calls.checked<ById>(n, handle_, n, ids->data(), arguments...);
-  } else {
-    const Group group(c_, std::get<Names>(points));
-    c_.calls.checked<ByName>(n, handle_, group.handle(), arguments...);
-  }
+// `arguments` gives the rest of the call's, from an entry on.
+template <auto ById, auto ByName, typename Arguments>
+void Session::ask(const Who &points, Arguments arguments) const {
+  in_pieces(&Limits::names, size_of(points), kFewNames, [&](size_t first, int32_t n) {
+    std::apply(
+        [&](auto... rest) {
+          if (const Ids *ids = std::get_if<Ids>(&points)) {
+            c_.calls.checked<ById>(n, handle_, n, ids->data() + first, rest...);
+          } else {
+            const Names &names = std::get<Names>(points);
+            const Group group(c_, {names.begin() + first, names.begin() + first + n});
+            c_.calls.checked<ByName>(n, handle_, group.handle(), rest...);
+          }
+        },
+        arguments(first));
+    return true;
+  });
 }
 
 Objects Session::objects(const Who &points) const {
   Objects objects(c_, size_of(points));
-  ask<kelp2_get_object_byid, kelp2_get_object_byname>(points, objects.data(),
-                                                      objects.errors.data());
+  ask<kelp2_get_object_byid, kelp2_get_object_byname>(points, [&](size_t first) {
+    return std::tuple(objects.data() + first, objects.errors.data() + first);
+  });
   guard(Op::get_object_byid, objects.errors);
   return objects;
 }
 
 Readings Session::values(const Who &points) const {
   Readings r(size_of(points));
-  ask<kelp2_get_value_byid, kelp2_get_value_byname>(points, r.times.data(), r.statuses.data(),
-                                                    r.values.data(), r.errors.data());
+  ask<kelp2_get_value_byid, kelp2_get_value_byname>(points, [&](size_t first) {
+    return std::tuple(r.times.data() + first, r.statuses.data() + first, r.values.data() + first,
+                      r.errors.data() + first);
+  });
   guard(Op::get_value_byid, r.times, r.statuses, r.values, r.errors);
   return r;
 }
 
 Readings Session::snap(const Who &points, int32_t time) const {
   Readings r(size_of(points));
-  ask<kelp2_get_snap_byid, kelp2_get_snap_byname>(points, time, r.statuses.data(), r.values.data(),
-                                                  r.errors.data());
+  ask<kelp2_get_snap_byid, kelp2_get_snap_byname>(points, [&](size_t first) {
+    return std::tuple(time, r.statuses.data() + first, r.values.data() + first,
+                      r.errors.data() + first);
+  });
   guard(Op::get_snap_byid, r.statuses, r.values, r.errors);
   return r;
 }
@@ -167,8 +238,10 @@ Readings Session::snap(const Who &points, int32_t time) const {
 History Session::history(const Who &points, const std::vector<int32_t> &modes, int32_t begin,
                          int32_t end, int32_t interval) const {
   History h(c_, size_of(points));
-  ask<kelp2_get_history_byid, kelp2_get_history_byname>(points, modes.data(), begin, end, interval,
-                                                        h.data(), h.errors.data());
+  ask<kelp2_get_history_byid, kelp2_get_history_byname>(points, [&](size_t first) {
+    return std::tuple(modes.data() + first, begin, end, interval, h.data() + first,
+                      h.errors.data() + first);
+  });
   guard(Op::get_history_byid, h.errors);
   return h;
 }

@@ -1,4 +1,6 @@
-// A session with the server, and all operations that go through one.
+// A session with the server, and all operations that go through one. Where the server refuses a
+// call for the number of its rows or names, the largest number that it takes is found by halving,
+// and kept to from then on.
 #pragma once
 
 #include "probe/handles.h"
@@ -22,6 +24,7 @@ class Session {
   Session(const Session &) = delete;
   Session &operator=(const Session &) = delete;
 
+  ConnectionHandle handle() const { return handle_; }
   int32_t status() const { return c_.calls.call<kelp2_status>(0, handle_); }
   int32_t time() const;
 
@@ -30,7 +33,7 @@ class Session {
   Objects children(const std::string &node) const;
   Objects objects(const Who &points) const;
   Ids ids(const Group &group) const;
-  Ids ids(const Names &names) const { return ids(Group(c_, names)); }
+  Ids ids(const Names &names) const;
   Modified modify(ModifyOperation operation, const std::string &parent, Objects &objects) const;
   Modified modify(ModifyOperation operation, const std::string &parent, size_t count,
                   ObjectHandle *objects) const;
@@ -50,8 +53,12 @@ class Session {
   History history(const Who &points, int32_t begin, int32_t end) const;
 
  private:
-  template <auto ById, auto ByName, typename... Arguments>
-  void ask(const Who &points, Arguments... arguments) const;
+  // What is called must tell whether the server took that many from `first` on; a failed call did
+  // not.
+  template <typename Call>
+  void in_pieces(int64_t Limits::*limit, size_t count, int64_t surely, Call call) const;
+  template <auto ById, auto ByName, typename Arguments>
+  void ask(const Who &points, Arguments arguments) const;
   template <auto Function, typename Time>
   Out<int32_t> write(const Ids &ids, Time time, const Columns &rows) const;
   template <auto Function, typename Point>

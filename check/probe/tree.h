@@ -7,6 +7,7 @@ namespace kelpcheck {
 enum class Tree {
   none,
   made,  // nodes of its own
+  few,   // one node of its own, with the same few points whatever the run's extent is
   found  // those of the family before it
 };
 

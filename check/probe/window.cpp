@@ -6,14 +6,13 @@ namespace kelpcheck {
 
 namespace {
 
-constexpr int32_t kStart = 1346432400;  // 2012-08-31 17:00:00 UTC, where kelptest writes too
-constexpr int32_t kApart = 1000;        // seconds between windows, for values beside them
+constexpr int32_t kApart = 1000;  // seconds between windows, for values beside them
 
 }  // namespace
 
 Window::Window(const Bed &bed, int slot, int64_t most)
     : rows(std::min<int64_t>(bed.c.options.samples, most)),
-      begin(kStart + slot * (Series::length(bed.c.options.samples) + kApart)),
+      begin(bed.c.options.begin + slot * (Series::length(bed.c.options.samples) + kApart)),
       end(begin + Series::length(rows)),
       bed_(bed),
       salt_(static_cast<uint32_t>(slot)) {}

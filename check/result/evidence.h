@@ -30,6 +30,12 @@ struct Evidence {
     if (!holds && differences++ == 0) keep(where_(), want, have);
     return holds;
   }
+  // What another look found, as part of this one.
+  void add(const Evidence &other) {
+    compared += other.compared;
+    if (differences == 0 && other.differences > 0) keep(other.where, other.expected, other.got);
+    differences += other.differences;
+  }
   void keep(const std::string &where_, const std::string &want, const std::string &have) {
     where = where_;
     expected = want;

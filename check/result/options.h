@@ -40,7 +40,10 @@ struct CheckOptions {
   int32_t points = 50;
   int32_t nodes = 2;
   int32_t samples = 360;
-  int32_t max_skew = 60;  // seconds
+  int32_t max_skew = 60;       // seconds
+  double settle = 5;           // seconds until what was acknowledged is readable
+  int32_t begin = 1346432400;  // of the run's data: 2012-08-31 17:00:00, where kelptest's are
+  std::string expect;          // "bundled", a report of an earlier run, or nothing
   std::vector<std::string> only, skip;
   bool list = false;
   bool keep = false;

@@ -45,6 +45,15 @@ std::string Run::verdict() const {
   return count(Verdict::not_run) > 0 ? "failed" : "passed";
 }
 
+std::vector<std::string> Run::unusual() const {
+  std::vector<std::string> lines;
+  for (const Habit &habit : habits) {
+    if (!habit.constant || !habit.differs) continue;
+    lines.push_back(text(habit.question, " ", habit.answer, " (bundled: ", habit.bundled, ")"));
+  }
+  return lines;
+}
+
 std::string Run::summary() const {
   std::string line = text("all ", results.size(), " checks passed");
   if (count(Verdict::passed) < results.size()) {

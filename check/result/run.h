@@ -31,6 +31,16 @@ struct CheckResult {
   std::vector<std::string> explanation() const;
 };
 
+// A question that the header leaves open, and what this server's answer is.
+struct Habit {
+  std::string code, question;
+  bool constant = false;  // held to
+  std::string state;      // "known", "open" (several answers are left), "unknown", "not asked"
+  std::string answer;     // of what is known or open; why, of what is unknown
+  std::string bundled;    // the bundled library's answer
+  bool differs = false;   // known or open, and not the bundled library's
+};
+
 struct Run {
   explicit Run(const CheckOptions &options_) : options(options_) {}
 
@@ -41,6 +51,7 @@ struct Run {
   double seconds = 0;
   std::vector<CheckResult> results;
   std::vector<std::pair<std::string, std::string>> findings;
+  std::vector<Habit> habits;
   Plot plot;
   Figures figures{};
   size_t checks_in_all = 0;
@@ -50,6 +61,8 @@ struct Run {
   size_t count(Verdict verdict) const;
   // "passed", "failed", "unknown", "no connection" or "interrupted"
   std::string verdict() const;
+  // Constant habits that are not the bundled library's, in a line each.
+  std::vector<std::string> unusual() const;
   // One line that says how it went.
   std::string summary() const;
   int exit_status() const;

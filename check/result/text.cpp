@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 
 namespace kelpcheck {
 
@@ -51,7 +52,7 @@ std::vector<std::string> lines_of(const std::string &text) {
 
 std::string show(double value) {
   const std::string shortest = formatted("%.15g", value);
-  return std::stod(shortest) == value ? shortest : formatted("%.17g", value);
+  return std::strtod(shortest.c_str(), nullptr) == value ? shortest : formatted("%.17g", value);
 }
 
 std::string show(int64_t value) { return std::to_string(value); }

@@ -33,7 +33,6 @@ class StoreFile {
 
   std::unique_ptr<Database> database_;
   StoreFiles files_;
-  OwningProcess process_;
 };
 
 }  // namespace kelp::sqlite
