@@ -85,6 +85,12 @@ inline Parameter text_array(std::span<const std::string> texts) {
   return parameter;
 }
 
+inline Parameter int2(int16_t number) {
+  Parameter parameter{{}, kInt2, true};
+  append_big_endian(parameter.bytes, number);
+  return parameter;
+}
+
 inline Parameter int4(int32_t number) {
   Parameter parameter{{}, kInt4, true};
   append_big_endian(parameter.bytes, number);

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "postgres/conversion.h"
-#include "store/sql_store.h"
+#include "postgres/known_points.h"
 
 namespace kelp::postgres {
 
@@ -14,11 +14,6 @@ namespace {
 constexpr size_t kRowsPerTrip = 32'768;  // whose results are in memory together
 constexpr size_t kRowsAtFirst = 512;     // of a point
 constexpr size_t kFewestRows = 32;       // likewise
-
-const std::string kWhichExist =
-    "SELECT o.id IS NOT NULL FROM pg_catalog.unnest($1) WITH ORDINALITY AS i (id, position)"
-    " LEFT JOIN kelp.object AS o ON o.id = i.id AND " +
-    kIsPoint + " ORDER BY i.position";
 
 const std::string kSelectRange =
     "SELECT time, status, value FROM kelp.sample"
@@ -106,8 +101,6 @@ void forget_erased(Session &session, const HistoryQuery &query, HistoryRows &row
 }
 
 }  // namespace
-
-Command which_exist(std::span<const int32_t> ids) { return {kWhichExist, {int4_array(ids)}}; }
 
 std::unique_ptr<HistoryRows> read_history(Session &session, const HistoryQuery &query) {
   auto rows = std::make_unique<HistoryRows>(query);

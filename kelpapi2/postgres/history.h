@@ -6,9 +6,6 @@
 
 namespace kelp::postgres {
 
-// Which of the points exist: a row with a bool for each, in their order.
-Command which_exist(std::span<const int32_t> ids);
-
 // Reads all rows, page by page, so that neither side ever holds much of the answer and the server
 // is never silent for long. To be called outside a transaction.
 std::unique_ptr<HistoryRows> read_history(Session &session, const HistoryQuery &query);

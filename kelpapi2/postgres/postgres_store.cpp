@@ -1,50 +1,16 @@
-// Rows go to the server in key order and without repeated keys: a statement cannot touch a row
-// twice, and writers that take rows in one order do not deadlock. A write holds on to its points in
-// the same order (FOR KEY SHARE), so that one deleted meanwhile leaves no samples behind; points
-// that do not exist make it fail, and it is done again without them.
-//
-// Samples are inserted plainly, at two thirds of what an insert costs that may also replace. One
-// that meets a sample of the same time is done again as such, and so are the next ones: who writes
-// a time twice is likely to go on with it.
 #include "postgres/postgres_store.h"
 
 #include <algorithm>
-#include <random>
-#include <thread>
 
 #include "postgres/conversion.h"
 #include "postgres/erased_points.h"
 #include "postgres/history.h"
-#include "postgres/sample_columns.h"
+#include "postgres/retry.h"
 #include "postgres/schema.h"
-#include "postgres/sqlstate.h"
 
 namespace kelp::postgres {
 
 namespace {
-
-// A call of more rows takes several statements in its one transaction, so that the server need not
-// stay silent for long.
-constexpr size_t kRowsPerStatement = 16384;
-constexpr int kUpsertsAfterConflict = 64;
-
-// Fails, by a division by zero, unless there are $2 such points.
-const std::string kHoldPoints =
-    "SELECT 1 / CAST (count(*) = $2 AS int4) FROM (SELECT 1 FROM kelp.object WHERE id = ANY ($1)"
-    " AND " +
-    kIsPoint + " ORDER BY id FOR KEY SHARE) AS held";
-
-const std::string kRows =
-    " (point_id, time, status, value) SELECT * FROM ROWS FROM (pg_catalog.unnest($1),"
-    " pg_catalog.unnest($2), pg_catalog.unnest($3), pg_catalog.unnest($4)) AS row";
-const std::string kInsertSamples = "INSERT INTO kelp.sample" + kRows;
-const std::string kSetCurrentValues =
-    "INSERT INTO kelp.current_value" + kRows + kReplaceCurrentValue;
-
-// Of the ids, or names, in `i`: the point, or nulls.
-const std::string kEachId = " FROM pg_catalog.unnest($1) WITH ORDINALITY AS i (id, position)";
-const std::string kJoinPoint = " LEFT JOIN kelp.object AS o ON o.id = i.id AND " + kIsPoint;
-const std::string kInOrder = " ORDER BY i.position";
 
 // The answer to which_exist for the point at a position.
 bool known_at(const Result &existing, size_t position) {
@@ -63,32 +29,16 @@ PostgresStore::PostgresStore(const StoreAddress &address)
   remove_leftovers(session_, sweep_when_opened(session_.bound()));
 }
 
-template <typename Work>
-auto PostgresStore::retried(Work &&work) {
-  constexpr std::chrono::milliseconds kLongestPause(500);
-  static thread_local std::minstd_rand random{std::random_device()()};
-  const auto deadline = Clock::now() + session_.bound();
-  for (std::chrono::milliseconds longest(20);; longest = std::min(longest * 2, kLongestPause)) {
-    const auto pause = longest * (random() % 1000) / 1000;
-    try {
-      return work();
-    } catch (const SqlFailure &failure) {
-      if (!is_retryable(failure.state()) || Clock::now() + pause > deadline) throw;
-    }
-    std::this_thread::sleep_for(pause);
-  }
-}
-
 Result PostgresStore::ask(const std::string &query, std::vector<Parameter> parameters) {
   const std::vector<Command> commands{{query, std::move(parameters)}};
-  return retried([&] { return std::move(session_.exchange(commands)[0]); });
+  return retried(session_, [&] { return std::move(session_.exchange(commands)[0]); });
 }
 
 // That a point exists is asked last: nothing was removed yet of one that then was still there.
 std::vector<Result> PostgresStore::ask_each(std::vector<Command> queries,
                                             std::span<const int32_t> ids) {
   queries.push_back(which_exist(ids));
-  return retried([&] { return session_.exchange(queries); });
+  return retried(session_, [&] { return session_.exchange(queries); });
 }
 
 std::vector<Reading> PostgresStore::read_each(std::vector<Command> queries,
@@ -123,7 +73,7 @@ std::vector<SqlResult> PostgresStore::run_all(Access access,
     Command &next = prepared.emplace_back(Command{command.sql});
     for (const SqlValue &value : command.parameters) next.parameters.push_back(to_parameter(value));
   }
-  const std::vector<Result> found = retried([&] {
+  const std::vector<Result> found = retried(session_, [&] {
     return access == Access::write ? session_.transact(prepared) : session_.exchange(prepared);
   });
   std::vector<SqlResult> results(commands.size());
@@ -193,16 +143,9 @@ std::vector<int32_t> PostgresStore::point_ids(std::span<const std::string> names
   std::vector<int32_t> ids;
   for (int row = 0; row < rows_of(found, names.size()); ++row) {
     ids.push_back(number_at<int32_t>(found, row, 0));
+    if (ids.back() != 0) points_.note(ids.back(), true);
   }
   return ids;
-}
-
-std::vector<bool> PostgresStore::known_points(std::span<const int32_t> ids) {
-  const std::vector<Command> query{which_exist(ids)};
-  const Result existing = retried([&] { return std::move(session_.exchange(query)[0]); });
-  std::vector<bool> known;
-  for (size_t i = 0; i < ids.size(); ++i) known.push_back(known_at(existing, i));
-  return known;
 }
 
 std::vector<SqlCommand> PostgresStore::removal(int64_t id) const {
@@ -212,70 +155,13 @@ std::vector<SqlCommand> PostgresStore::removal(int64_t id) const {
 std::vector<ResultCode> PostgresStore::erase(const std::string &parent,
                                              std::span<const int32_t> ids) {
   std::vector<ResultCode> codes = SqlStore::erase(parent, ids);
+  for (const int32_t id : ids) points_.note(id, false);
   remove_leftovers(session_, sweep_after_call(session_.bound()));
   return codes;
 }
 
 std::vector<ResultCode> PostgresStore::write(WriteKind kind, const SampleRows &rows) {
-  std::vector<ResultCode> codes(rows.count, kOk);
-  for (;;) {
-    const std::vector<size_t> order = in_key_order(rows, codes);
-    const bool plainly = inserts_plainly();
-    try {
-      retried([&] { write_rows(kind, rows, order); });
-      if (!plainly && upserts_left_ > 0) --upserts_left_;
-      return codes;
-    } catch (const SqlFailure &failure) {
-      if (failure.state() == kDivisionByZero) {
-        mark_unknown(rows, order, codes);
-      } else if (plainly && is_key_conflict(failure.state())) {
-        upserts_left_ = kUpsertsAfterConflict;
-      } else {
-        throw;
-      }
-    }
-  }
-}
-
-void PostgresStore::write_rows(WriteKind kind, const SampleRows &rows,
-                               std::span<const size_t> order) {
-  if (order.size() <= kRowsPerStatement) {
-    if (!order.empty()) session_.transact(write_commands(kind, rows, order));
-    return;
-  }
-  session_.begin();
-  try {
-    for (size_t first = 0; first < order.size(); first += kRowsPerStatement) {
-      const size_t count = std::min(kRowsPerStatement, order.size() - first);
-      session_.exchange(write_commands(kind, rows, order.subspan(first, count)));
-    }
-    session_.commit();
-  } catch (...) {
-    session_.roll_back();
-    throw;
-  }
-}
-
-std::vector<Command> PostgresStore::write_commands(WriteKind kind, const SampleRows &rows,
-                                                   std::span<const size_t> part) const {
-  const std::vector<int32_t> points = distinct_ids(rows, part);
-  const std::vector<Parameter> columns = to_columns(rows, part);
-  std::vector<Command> commands{
-      {kHoldPoints, {int4_array(points), int4(static_cast<int32_t>(points.size()))}},
-      {inserts_plainly() ? kInsertSamples : kInsertSamples + kReplaceSample, columns}};
-  if (kind == WriteKind::realtime) commands.push_back({kSetCurrentValues, columns});
-  return commands;
-}
-
-void PostgresStore::mark_unknown(const SampleRows &rows, std::span<const size_t> order,
-                                 std::vector<ResultCode> &codes) {
-  const std::vector<int32_t> points = distinct_ids(rows, order);
-  const std::vector<bool> known = known_points(points);
-  for (size_t row = 0; row < rows.count; ++row) {
-    const auto point = std::lower_bound(points.begin(), points.end(), rows.ids[row]);
-    if (point == points.end() || *point != rows.ids[row]) continue;  // marked before
-    if (!known[point - points.begin()]) codes[row] = kUnknownName;
-  }
+  return writer_.write(kind, rows);
 }
 
 std::vector<Reading> PostgresStore::current(std::span<const int32_t> ids) {
@@ -315,7 +201,7 @@ std::vector<Reading> PostgresStore::as_of(std::span<const int32_t> ids, int32_t 
 }
 
 std::unique_ptr<HistoryRows> PostgresStore::history(const HistoryQuery &query) {
-  return retried([&] { return read_history(session_, query); });
+  return retried(session_, [&] { return read_history(session_, query); });
 }
 
 }  // namespace kelp::postgres

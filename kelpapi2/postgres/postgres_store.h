@@ -7,6 +7,8 @@
 // server can do clearly better, it is asked in another way.
 #pragma once
 
+#include "postgres/known_points.h"
+#include "postgres/sample_writer.h"
 #include "postgres/session.h"
 #include "store/sql_store.h"
 
@@ -31,10 +33,6 @@ class PostgresStore final : public SqlStore {
   std::string label() const override { return session_.server(); }
 
  private:
-  // Runs the work, again if the server rolled it back for the sake of others.
-  template <typename Work>
-  auto retried(Work &&work);
-
   // The answer to a query.
   Result ask(const std::string &query, std::vector<Parameter> parameters = {});
   // Asks queries about single points, one for each of the ids. The results, and last that of a
@@ -48,18 +46,9 @@ class PostgresStore final : public SqlStore {
   bool can_hold(const std::string &text);
   bool can_hold_all(const SqlCommand &command);
 
-  bool inserts_plainly() const { return session_.engine().inserts_arrays && upserts_left_ == 0; }
-  // Writes the rows at these positions in one transaction.
-  void write_rows(WriteKind kind, const SampleRows &rows, std::span<const size_t> order);
-  std::vector<Command> write_commands(WriteKind kind, const SampleRows &rows,
-                                      std::span<const size_t> part) const;
-  std::vector<bool> known_points(std::span<const int32_t> ids);
-  // Sets the codes of those rows whose point does not exist.
-  void mark_unknown(const SampleRows &rows, std::span<const size_t> order,
-                    std::vector<ResultCode> &codes);
-
   Session session_;
-  int upserts_left_ = 0;  // writes to make before a plain insert is tried again
+  KnownPoints points_{session_};
+  SampleWriter writer_{session_, points_};
 };
 
 }  // namespace kelp::postgres

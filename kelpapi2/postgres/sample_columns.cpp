@@ -5,11 +5,10 @@
 
 namespace kelp::postgres {
 
-std::vector<size_t> in_key_order(const SampleRows &rows, const std::vector<ResultCode> &codes) {
+std::vector<size_t> in_key_order(const SampleRows &rows) {
   const auto key = [&](size_t row) { return std::pair(rows.ids[row], rows.times[row]); };
   std::vector<size_t> order(rows.count);
   std::iota(order.begin(), order.end(), 0);
-  std::erase_if(order, [&](size_t row) { return codes[row] != kOk; });
   const auto ascending = [&](size_t a, size_t b) { return key(a) < key(b); };
   const auto same = [&](size_t a, size_t b) { return key(a) == key(b); };
   if (!std::is_sorted(order.begin(), order.end(), ascending)) {

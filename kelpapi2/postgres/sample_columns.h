@@ -10,8 +10,8 @@
 
 namespace kelp::postgres {
 
-// The positions of the rows whose code is kOk, by point and time; the last row of each key only.
-std::vector<size_t> in_key_order(const SampleRows &rows, const std::vector<ResultCode> &codes);
+// The positions of the rows by point and time; the last row of each key only.
+std::vector<size_t> in_key_order(const SampleRows &rows);
 
 // The rows at these positions: points, times, statuses, values.
 std::vector<Parameter> to_columns(const SampleRows &rows, std::span<const size_t> part);

@@ -119,12 +119,23 @@ void check_tables(Session &session) {
     const auto columns = static_cast<int64_t>(kTables[i].columns.size());
     if (number_at<int64_t>(counts[i], 0, 0) != columns) fail_foreign(session);
   }
-  const std::vector<Result> allowed =
-      session.exchange({{"SELECT has_table_privilege('kelp.object', 'INSERT')"
-                         " OR has_table_privilege('kelp.sample', 'INSERT')"}});
-  if (!bool_at(allowed[0], 0, 0)) {
-    throw Failure(kDenied, session.server() + ": this user may read schema kelp and not write it");
+}
+
+// A session that could not write values is none. What the tree takes beyond that is not asked for:
+// whoever only writes values need not have it.
+void check_rights(Session &session) {
+  const std::vector<Result> lacking = session.exchange(
+      {{"SELECT privilege || ' on kelp.' || name FROM (VALUES ('object', 'SELECT'),"
+        " ('object', 'UPDATE'), ('sample', 'SELECT'), ('sample', 'INSERT'), ('sample', 'UPDATE'),"
+        " ('current_value', 'SELECT'), ('current_value', 'INSERT'), ('current_value', 'UPDATE'))"
+        " AS needed (name, privilege)"
+        " WHERE NOT pg_catalog.has_any_column_privilege('kelp.' || name, privilege)"}});
+  std::string list;
+  for (int row = 0; row < PQntuples(lacking[0].get()); ++row) {
+    list += (row == 0 ? "" : ", ") + std::string(PQgetvalue(lacking[0].get(), row, 0));
   }
+  if (list.empty()) return;
+  throw Failure(kDenied, session.server() + ": this user could not write values: it lacks " + list);
 }
 
 void run(Session &session, const std::vector<Command> &commands) {
@@ -160,6 +171,7 @@ void prepare_schema(Session &session) {
     }
   }
   check_tables(session);
+  check_rights(session);
 }
 
 }  // namespace kelp::postgres

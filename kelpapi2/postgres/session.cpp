@@ -29,6 +29,7 @@ const Command kCommit{"COMMIT"};
 
 const std::string kServerTime = "CAST (extract(epoch FROM pg_catalog.clock_timestamp()) AS float8)";
 
+constexpr std::string_view kTooLate = "the call may have been given up by now";
 constexpr const char *kUnasked = "an answer that was not asked for";
 
 double seconds(Clock::duration duration) { return std::chrono::duration<double>(duration).count(); }
@@ -110,10 +111,11 @@ void Session::read_clock() {
   server_time_read_ = heard_;
 }
 
-// Fails, by a division by zero, if the call that sends it now may have been given up already.
+// Fails with the words kTooLate if the call that sends it now may have been given up already.
 Command Session::in_time() const {
   const auto given_up = Clock::now() + bound_;
-  return {"SELECT clock, 1 / CAST (clock < $1 AS int4) FROM (SELECT " + kServerTime +
+  return {"SELECT clock, CASE WHEN clock < $1 THEN 1 ELSE CAST ('" + std::string(kTooLate) +
+              ", ' || CAST (clock AS text) AS int4) END FROM (SELECT " + kServerTime +
               ") AS server (clock)",
           {float8(server_time_ + seconds(given_up - server_time_read_))}};
 }
@@ -146,7 +148,7 @@ std::vector<Result> Session::transact(const std::vector<Command> &commands) {
     return results;
   } catch (const SqlFailure &failure) {
     roll_back();
-    if (failure.command() != timing) throw;
+    if (!failure.says(kTooLate)) throw;
   }
   // It took long, and yet was not given up; or one of the clocks was set.
   read_clock();
@@ -234,7 +236,6 @@ void Session::send(const Command &command, std::vector<Sent> &sent) {
 std::vector<Result> Session::collect(const std::vector<Sent> &sent) {
   std::vector<Result> results;
   Result failed;
-  size_t commands = 0, failed_command = 0;
   for (const auto &[sql, preparation] : sent) {
     Result result = next_result();
     const ExecStatusType status = PQresultStatus(result.get());
@@ -246,18 +247,16 @@ std::vector<Result> Session::collect(const std::vector<Sent> &sent) {
     if (!done && preparation) prepared_.erase(*sql);
     if (!done && !failed) {
       failed = std::move(result);
-      failed_command = commands;
       // Nothing more will come, and the first failure says best why.
-      if (PQstatus(connection()) == CONNECTION_BAD) fail(failed.get(), failed_command);
+      if (PQstatus(connection()) == CONNECTION_BAD) fail(failed.get());
     }
     if (preparation) continue;
-    ++commands;
     if (done) results.push_back(std::move(result));
   }
   if (PQresultStatus(next_result().get()) != PGRES_PIPELINE_SYNC) {
     give_up(kLost, kUnasked);
   }
-  if (failed) fail(failed.get(), failed_command);
+  if (failed) fail(failed.get());
   return results;
 }
 
@@ -308,7 +307,7 @@ void Session::give_up(ResultCode code, const std::string &cause) {
   throw Failure(code, text);
 }
 
-void Session::fail(const PGresult *result, size_t command) {
+void Session::fail(const PGresult *result) {
   const char *field = PQresultErrorField(result, PG_DIAG_SQLSTATE);
   const std::string state = field ? field : "";
   const char *primary = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
@@ -317,7 +316,7 @@ void Session::fail(const PGresult *result, size_t command) {
   const ResultCode code = code_of_sqlstate(state);
   if (code == kReadOnly) read_only_ = true;
   if (code == kLost || PQstatus(connection()) == CONNECTION_BAD) connection_.handle.reset();
-  throw SqlFailure(state, command, code, text);
+  throw SqlFailure(state, code, text);
 }
 
 }  // namespace kelp::postgres

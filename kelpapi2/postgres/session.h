@@ -16,15 +16,16 @@ namespace kelp::postgres {
 // A failure that the server reported, with its SQLSTATE.
 class SqlFailure : public Failure {
  public:
-  SqlFailure(std::string state, size_t command, ResultCode code, const std::string &text)
-      : Failure(code, text), state_(std::move(state)), command_(command) {}
+  SqlFailure(std::string state, ResultCode code, const std::string &text)
+      : Failure(code, text), state_(std::move(state)) {}
   const std::string &state() const { return state_; }
-  // Which command of the round trip it was, counted from 0.
-  size_t command() const { return command_; }
+  // Whether these words are in its message, as they are if a statement of ours failed by them.
+  bool says(std::string_view words) const {
+    return std::string_view(what()).find(words) != std::string_view::npos;
+  }
 
  private:
   std::string state_;
-  size_t command_;
 };
 
 struct Command {
@@ -94,7 +95,7 @@ class Session {
   // Waits for the socket; reads what has come. Gives the connection up at the end of the bound.
   void wait(bool to_write);
   [[noreturn]] void give_up(ResultCode code, const std::string &cause);
-  [[noreturn]] void fail(const PGresult *result, size_t command);
+  [[noreturn]] void fail(const PGresult *result);
 
   Connection connection_;
   Clock::duration bound_;

@@ -24,7 +24,6 @@ bool is_key_conflict(std::string_view state);
 // True for a text that is not valid, or has no equivalent in the encoding of the database.
 bool is_unfit_text(std::string_view state);
 
-constexpr std::string_view kDivisionByZero = "22012";
 constexpr std::string_view kUndefinedColumn = "42703";
 
 }  // namespace kelp::postgres

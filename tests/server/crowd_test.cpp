@@ -1,5 +1,6 @@
 // Many programs on one database at once.
 #include <future>
+#include <mutex>
 
 #include "fixture.h"
 
@@ -45,6 +46,46 @@ TEST_F(Crowd, WritersOfTheSamePointsDoNotDisturbEachOther) {
   for (std::thread &thread : threads) thread.join();
   EXPECT_EQ(failures, 0);
   EXPECT_EQ(sql("SELECT count(*) FROM kelp.sample"), "1000");
+}
+
+// Each of these calls takes several statements. They take turns: nobody starves and nothing is done
+// in vain, and a small call waits for one of them at most.
+TEST_F(Crowd, LargeWritesOfTheSamePointsTakeTurns) {
+  constexpr int points = 1000;
+  login_.bound = 30;
+  const Ids some = Connection(login_).make_points(points);
+  Ids ids;
+  Rows rows;
+  for (int row = 0; row < 17'000; ++row) {
+    ids.push_back(some[row % points]);
+    rows.push_back({row / points});
+  }
+  std::mutex mutex;
+  std::vector<double> taken;
+  std::atomic<int> left = 6;
+  std::vector<std::thread> threads;
+  for (int i = left; i > 0; --i) {
+    threads.emplace_back([&] {
+      const Connection connection(login_);
+      for (int round = 0; round < 2; ++round) {
+        const double time =
+            seconds([&] { EXPECT_EQ(first_failure(connection.write_cache(ids, rows)), 0); });
+        const std::lock_guard lock(mutex);
+        taken.push_back(time);
+      }
+      --left;
+    });
+  }
+  const Connection small(login_);
+  double longest_small = 0;
+  while (left > 0) {
+    longest_small = std::max(longest_small, seconds([&] { write(small, some, 7); }));
+  }
+  for (std::thread &thread : threads) thread.join();
+  std::sort(taken.begin(), taken.end());
+  const double middle = taken[taken.size() / 2];
+  EXPECT_LT(taken.back(), 2 * middle);
+  EXPECT_LT(longest_small, middle / 2);
 }
 
 }  // namespace kelptest

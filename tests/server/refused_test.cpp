@@ -29,7 +29,7 @@ TEST_F(Refused, EveryCauseIsOneLine) {
       {"database \"" + homeless + "\" does not exist", with(homeless)},
       {"permission denied", with(guest)},
       {"newer version", with(newer)},
-      {"may read schema kelp and not write it", with(reader)},
+      {"lacks UPDATE on kelp.object", with(reader)},
   };
   for (const auto &[cause, login] : cases) {
     SCOPED_TRACE(cause);
