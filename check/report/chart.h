@@ -8,9 +8,6 @@
 
 namespace kelpcheck {
 
-// The text for HTML and XML: harmless bytes, nothing that could be markup.
-std::string escaped(const std::string &text);
-
 // Per operation: shortest to longest time of a call with median and 95 %, and rows per second, both
 // on logarithmic scales.
 std::string figures_chart(const Figures &figures);

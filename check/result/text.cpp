@@ -82,6 +82,17 @@ std::string duration_text(double nanoseconds) {
                    units[unit]);
 }
 
+std::string with_thousands(int64_t count) {
+  const std::string digits = std::to_string(count);
+  std::string result;
+  for (size_t i = 0; i < digits.size(); ++i) {
+    const bool group = i > 0 && (digits.size() - i) % 3 == 0 && digits[i - 1] != '-';
+    if (group) result += ',';
+    result += digits[i];
+  }
+  return result;
+}
+
 std::string rate_text(double rate) {
   if (rate >= 999'500) return formatted("%.3gM", rate / 1e6);
   if (rate >= 999.5) return formatted("%.3gk", rate / 1e3);

@@ -39,6 +39,8 @@ inline std::string show(bool value) { return value ? "yes" : "no"; }
 std::string clock_text(int64_t time);
 // Seconds, or nanoseconds, as people read them: "1.25 s", "830 us".
 std::string duration_text(double nanoseconds);
+// "1,234,567"
+std::string with_thousands(int64_t count);
 // Three digits are enough of a rate: "1.18M", "35.2k".
 std::string rate_text(double rate);
 
