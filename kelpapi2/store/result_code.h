@@ -12,7 +12,8 @@ namespace kelp {
 enum ResultCode : int32_t {
   kOk = 0,
   kInvalidArgument = -1,  // a null handle, a negative count, an unknown code or kind
-  kLost = -2,             // the session is gone: server stopped, file deleted or replaced
+  kLost = -2,             // the session is gone: server stopped, file deleted or replaced,
+                          // process forked
   kTimedOut = -3,         // another writer, or the server, took longer than init_param seconds
   kUnknownName = -4,      // no object has this name or id
   kExists = -5,           // an object of this name is there already

@@ -23,18 +23,26 @@
  *   Text       Zero-terminated bytes. Text passed in is copied if it is kept; text passed out is
  *              copied into the caller's buffer. Bundled: UTF-8.
  *   Handles    Made by the library and released by the caller, once, with the operation named at
- *              the type. Null means none: to release it does nothing, to ask it for anything fails
- *              or gives 0.
+ *              the type. Null means none: to release it does nothing and returns 0, what it is asked
+ *              for is 0 or an empty text, and everything else fails. Bundled: with -2 if it is the
+ *              connection that is null, with -1 otherwise. A group may be used with any connection.
  *   Time       int32 seconds since 1970-01-01 00:00:00 UTC, as of time(2).
  *   Range      begin <= time < end. Other libraries may count the end in.
  *   Value      a time, a status (int16, signed, 0 where nothing is wrong with the value) and a
- *              double. Bundled: all doubles are kept to the bit, also NaN, infinities and -0.0,
- *              whatever the kind of the point.
+ *              double. Bundled: all doubles are kept to the bit, also infinities and -0.0, whatever
+ *              the kind of the point; a NaN stays a NaN, if not the same one.
  *   Full name  DATABASE.NODE for a node, DATABASE.NODE.POINT for a point.
  *   Ids        A point has one id for life. Bundled: it is never used again, and 0 is no point's.
  *   reserved   Always 0.
  *   Threads    A connection, and what was made through it, is used by one thread at a time.
  *              Different connections may be used at the same time.
+ *   Processes  Bundled: a connection belongs to the process that made it. In one that was forked
+ *              since, every call on it, or on a result that was made through it, fails as on a lost
+ *              session: -2, null or no rows. Releases free memory and nothing else, objects, groups
+ *              and the calendar work, and the session of the first process goes on. A forked process
+ *              may connect to a server for itself. A file that was open at the fork it cannot open;
+ *              a program that it starts can.
+ *   Signals    Bundled: a call that is interrupted by a signal goes on.
  *
  * Bundled: limits.
  *
@@ -53,10 +61,12 @@
  *              On a local disk only, with a path of at most 504 bytes. A symbolic link is
  *              followed; a file with a second hard link is refused.
  *
- * Bundled: codes. Why a call failed is also said in one line on standard error.
+ * Bundled: codes. Why a call failed is also said in one line on standard error. That line is all
+ * there is where kelp2_init returns null, be it for -9, -13, -17 or another reason. After -2 and -12
+ * the session is lost; after -3 from a server it can be, and kelp2_status tells.
  *
  *    -1  invalid argument: a null handle or array, a negative count, an unknown code or kind
- *    -2  the session is lost: server stopped, file deleted or replaced
+ *    -2  the session is lost: server stopped, file deleted or replaced, process forked
  *    -3  another writer, or the server, took longer than init_param seconds
  *    -4  no object has this name or id
  *    -5  an object of this name is there already
@@ -71,7 +81,7 @@
  *   -14  out of memory
  *   -15  other writers got in the way every time: worth trying again
  *   -16  the result has no further row, or none in this mode
- *   -17  the server cannot be reached
+ *   -17  the server cannot be reached; only in kelp2_init
  *   -99  anything else
  */
 #ifndef KELPAPI2_H
@@ -171,8 +181,8 @@ ConnectionHandle kelp2_init(int32_t option, const char *host, int32_t port, int3
  * lost: a new one is made with kelp2_init. Bundled: asks the server. */
 int32_t kelp2_status(ConnectionHandle connection);
 
-/* Ends the session and releases the handle. Results of queries that were made through it go on, if
- * the library is the bundled one. */
+/* Ends the session and releases the handle. Bundled: results that were made through it can be read
+ * and released afterwards too. */
 int32_t kelp2_close(ConnectionHandle connection);
 
 /* The server's clock. */
@@ -268,8 +278,8 @@ int32_t kelp2_write_value(ConnectionHandle connection, int32_t reserved, int32_t
                           const int32_t *ids, int32_t time, const int16_t *statuses,
                           const double *values, int32_t *errors);
 
-/* Read the current value of each point with its time and status. Only kelp2_write_value sets it:
- * before that, a point has a failed entry. Of a failed entry nothing else is written. */
+/* Read the current value of each point with its time and status. Of a failed entry nothing else is
+ * written. Bundled: only kelp2_write_value sets it; before that, a point has a failed entry. */
 int32_t kelp2_get_value_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
                              int32_t *times, int16_t *statuses, double *values, int32_t *errors);
 int32_t kelp2_get_value_byname(ConnectionHandle connection, GroupHandle group, int32_t *times,
