@@ -8,13 +8,19 @@ namespace kelp::postgres {
 namespace {
 
 constexpr int kPointsAtOnce = 64;
+
+// Clearing up waits for nobody: what is locked is left for later. Not every engine has the setting.
+const Command kWaitForNobody{
+    "SELECT pg_catalog.set_config(name, '100', true) FROM pg_catalog.pg_settings"
+    " WHERE name = 'lock_timeout'"};
 constexpr int64_t kSmallestPiece = 16, kFirstPiece = 512, kLargestPiece = 16384;  // in rows
 
 class Sweep {
  public:
   Sweep(Session &session, Clock::time_point deadline) : session_(session), deadline_(deadline) {}
 
-  // As many points with few rows together as make a piece, those with many rows one by one.
+  // As many points with few rows together as make a piece, those with many rows one by one. Each
+  // point is come to once, in the order of ids.
   void run() {
     for (;;) {
       const std::vector<Leftover> leftovers = find();
@@ -38,17 +44,20 @@ class Sweep {
   };
 
   std::vector<Leftover> find() {
-    const std::vector<Result> noted = session_.exchange(
-        {{"SELECT id FROM kelp.erased_point ORDER BY id LIMIT " + std::to_string(kPointsAtOnce)}});
+    const std::vector<Result> noted =
+        transact({{"SELECT id FROM kelp.erased_point WHERE id > $1 ORDER BY id LIMIT " +
+                       std::to_string(kPointsAtOnce),
+                   {int4(last_)}}});
     std::vector<Leftover> leftovers;
     std::vector<Command> counts;
     for (int row = 0; row < PQntuples(noted[0].get()); ++row) {
-      leftovers.push_back({number_at<int32_t>(noted[0], row, 0), 0});
+      last_ = number_at<int32_t>(noted[0], row, 0);
+      leftovers.push_back({last_, 0});
       counts.push_back(
           {"SELECT count(*) FROM (SELECT 1 FROM kelp.sample WHERE point_id = $1 LIMIT $2) AS first",
            {int4(leftovers.back().id), int8(kLargestPiece)}});
     }
-    const std::vector<Result> counted = session_.exchange(counts);
+    const std::vector<Result> counted = transact(counts);
     for (size_t i = 0; i < counted.size(); ++i) {
       leftovers[i].rows = number_at<int64_t>(counted[i], 0, 0);
     }
@@ -61,9 +70,9 @@ class Sweep {
     int32_t begin = std::numeric_limits<int32_t>::min();
     while (!late_) {
       const std::vector<Result> end =
-          session_.exchange({{"SELECT time FROM kelp.sample WHERE point_id = $1 AND time >= $2"
-                              " ORDER BY time OFFSET $3 LIMIT 1",
-                              {int4(id), int4(begin), int8(piece_)}}});
+          transact({{"SELECT time FROM kelp.sample WHERE point_id = $1 AND time >= $2"
+                     " ORDER BY time OFFSET $3 LIMIT 1",
+                     {int4(id), int4(begin), int8(piece_)}}});
       if (PQntuples(end[0].get()) == 0) return;
       const auto next = number_at<int32_t>(end[0], 0, 0);
       remove({{"DELETE FROM kelp.sample WHERE point_id = $1 AND time >= $2 AND time < $3",
@@ -85,9 +94,17 @@ class Sweep {
     remove(commands);
   }
 
+  std::vector<Result> transact(const std::vector<Command> &commands) {
+    std::vector<Command> all{kWaitForNobody};
+    all.insert(all.end(), commands.begin(), commands.end());
+    std::vector<Result> results = session_.transact(all);
+    results.erase(results.begin());
+    return results;
+  }
+
   void remove(const std::vector<Command> &commands) {
     const auto begin = Clock::now();
-    session_.transact(commands);
+    transact(commands);
     const auto end = Clock::now();
     late_ = end >= deadline_;
     if (end - begin > session_.bound() / 20) piece_ = std::max(piece_ / 2, kSmallestPiece);
@@ -97,6 +114,7 @@ class Sweep {
   Session &session_;
   Clock::time_point deadline_;
   bool late_ = false;
+  int32_t last_ = 0;             // point that was found
   int64_t piece_ = kFirstPiece;  // follows how fast the server is
 };
 
@@ -105,8 +123,10 @@ class Sweep {
 void remove_leftovers(Session &session, Clock::duration time) noexcept {
   try {
     Sweep(session, Clock::now() + time).run();
-  } catch (...) {
-    // A session that was lost here says so to the next call.
+  } catch (const Failure &failure) {
+    session.say_later(failure);
+  } catch (const std::bad_alloc &) {
+    // The next one may have the memory.
   }
 }
 

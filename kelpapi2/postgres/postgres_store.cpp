@@ -152,6 +152,14 @@ std::vector<SqlCommand> PostgresStore::removal(int64_t id) const {
   return {{kNoteErasedPoint, {id}}};
 }
 
+std::vector<ResultCode> PostgresStore::insert(const std::string &parent,
+                                              std::span<ObjectRecord *const> records) {
+  if (!session_.engine().makes_objects) {
+    throw Failure(kReadOnly, session_.server() + ": " + kConnectToCoordinator);
+  }
+  return SqlStore::insert(parent, records);
+}
+
 std::vector<ResultCode> PostgresStore::erase(const std::string &parent,
                                              std::span<const int32_t> ids) {
   std::vector<ResultCode> codes = SqlStore::erase(parent, ids);

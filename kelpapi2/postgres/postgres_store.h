@@ -21,6 +21,8 @@ class PostgresStore final : public SqlStore {
   bool alive() override;
   int32_t now() override;
   std::vector<int32_t> point_ids(std::span<const std::string> names) override;
+  std::vector<ResultCode> insert(const std::string &parent,
+                                 std::span<ObjectRecord *const> records) override;
   std::vector<ResultCode> erase(const std::string &parent, std::span<const int32_t> ids) override;
   std::vector<ResultCode> write(WriteKind kind, const SampleRows &rows) override;
   std::vector<Reading> current(std::span<const int32_t> ids) override;

@@ -1,5 +1,6 @@
 // Making tables "if they do not exist" still collides when two programs do it at the same moment:
 // the loser looks again. What is in the schema and is no store is refused before anything is made.
+// The version comes last: without it the tables are not all there yet, and whoever comes goes on.
 #include "postgres/schema.h"
 
 #include <optional>
@@ -49,8 +50,9 @@ const std::vector<Command> &creation() {
        " value float8 NOT NULL)"},
       {kCreateErasedPoint},
       {"CREATE TABLE IF NOT EXISTS kelp.schema_version (version int4 PRIMARY KEY)"},
-      {"INSERT INTO kelp.object " + kFirstDatabase},
-      {"INSERT INTO kelp.schema_version VALUES (" + std::to_string(kSchemaVersion) + ")"},
+      {"INSERT INTO kelp.object " + kFirstDatabase + " ON CONFLICT (full_name) DO NOTHING"},
+      {"INSERT INTO kelp.schema_version VALUES (" + std::to_string(kSchemaVersion) +
+       ") ON CONFLICT (version) DO NOTHING"},
   };
   return commands;
 }
@@ -75,49 +77,85 @@ const struct {
     {"sample", {"point_id int4", "time int4", "status int2", "value float8"}},
     {"current_value", {"point_id int4", "time int4", "status int2", "value float8"}},
     {"erased_point", {"id int4"}},
+    {"schema_version", {"version int4"}},
 };
 
 [[noreturn]] void fail_foreign(const Session &session) {
   throw Failure(kForeignStore, session.server() + ": schema kelp is not a kelp store");
 }
 
-// The version of the tables that are there; nothing if there is nothing in the schema.
-std::optional<int32_t> find_version(Session &session) {
-  const std::string relations =
-      "EXISTS (SELECT 1 FROM pg_catalog.pg_class AS c"
-      " JOIN pg_catalog.pg_namespace AS n ON n.oid = c.relnamespace WHERE n.nspname = 'kelp'";
-  const std::vector<Result> found = session.exchange(
-      {{"SELECT " + relations + "), " + relations + " AND c.relname = 'schema_version')"}});
-  if (!bool_at(found[0], 0, 0)) return std::nullopt;
-  if (!bool_at(found[0], 0, 1)) fail_foreign(session);
-  try {
-    const Result version = std::move(session.exchange(
-        {{"SELECT version FROM kelp.schema_version ORDER BY version DESC LIMIT 1"}})[0]);
-    const bool is_one = PQftype(version.get(), 0) == kInt4 && PQntuples(version.get()) == 1;
-    const int32_t number = is_one ? number_at<int32_t>(version, 0, 0) : 0;
-    if (number < 1) fail_foreign(session);
-    return number;
-  } catch (const SqlFailure &failure) {
-    if (failure.state() == kUndefinedColumn) fail_foreign(session);
-    throw;
-  }
-}
+// How many columns a table has, and how many of them are ours; none if it is not there.
+struct ColumnCounts {
+  int64_t all, ours;
+};
 
-void check_tables(Session &session) {
+std::vector<ColumnCounts> count_columns(Session &session) {
   std::vector<Command> queries;
   for (const auto &[table, columns] : kTables) {
     std::string list;
     for (const std::string &column : columns) list += ", '" + column + "'";
-    queries.push_back(
-        {"SELECT count(*) FROM pg_catalog.pg_attribute AS a"
-         " JOIN pg_catalog.pg_type AS t ON t.oid = a.atttypid"
-         " WHERE a.attrelid = pg_catalog.to_regclass('kelp." +
-         table + "') AND a.attname || ' ' || t.typname IN (" + list.substr(2) + ")"});
+    queries.push_back({"SELECT count(*), count(CASE WHEN a.attname || ' ' || t.typname IN (" +
+                       list.substr(2) +
+                       ") THEN 1 END) FROM pg_catalog.pg_attribute AS a"
+                       " JOIN pg_catalog.pg_type AS t ON t.oid = a.atttypid"
+                       " WHERE a.attnum > 0 AND NOT a.attisdropped"
+                       " AND a.attrelid = pg_catalog.to_regclass('kelp." +
+                       table + "')"});
   }
-  const std::vector<Result> counts = session.exchange(queries);
+  std::vector<ColumnCounts> counts;
+  for (const Result &found : session.exchange(queries)) {
+    counts.push_back({number_at<int64_t>(found, 0, 0), number_at<int64_t>(found, 0, 1)});
+  }
+  return counts;
+}
+
+// Making the tables may have been interrupted where every statement commits by itself. What is left
+// is some of our tables as we make them, and nothing else.
+void check_unfinished(Session &session) {
+  std::string names = "'object_id_seq'";
+  for (const auto &[table, columns] : kTables) names += ", '" + table + "'";
+  const std::vector<Result> others = session.exchange(
+      {{"SELECT count(*) FROM pg_catalog.pg_class AS c"
+        " JOIN pg_catalog.pg_namespace AS n ON n.oid = c.relnamespace"
+        " WHERE n.nspname = 'kelp' AND c.relkind NOT IN ('i', 'I') AND c.relname NOT IN (" +
+        names + ")"}});
+  if (number_at<int64_t>(others[0], 0, 0) != 0) fail_foreign(session);
+  const std::vector<ColumnCounts> counts = count_columns(session);
   for (size_t i = 0; i < counts.size(); ++i) {
-    const auto columns = static_cast<int64_t>(kTables[i].columns.size());
-    if (number_at<int64_t>(counts[i], 0, 0) != columns) fail_foreign(session);
+    const auto whole = static_cast<int64_t>(kTables[i].columns.size());
+    if (counts[i].all == 0) continue;
+    if (counts[i].all != whole || counts[i].ours != whole) fail_foreign(session);
+  }
+}
+
+// The version of the tables that are there; nothing if some or all of them have yet to be made.
+std::optional<int32_t> find_version(Session &session) {
+  const std::vector<Result> there =
+      session.exchange({{"SELECT pg_catalog.to_regclass('kelp.schema_version') IS NOT NULL"}});
+  if (bool_at(there[0], 0, 0)) {
+    try {
+      const Result version = std::move(session.exchange(
+          {{"SELECT version FROM kelp.schema_version ORDER BY version DESC LIMIT 1"}})[0]);
+      if (PQftype(version.get(), 0) != kInt4) fail_foreign(session);
+      if (PQntuples(version.get()) > 0) {
+        const auto number = number_at<int32_t>(version, 0, 0);
+        if (number < 1) fail_foreign(session);
+        return number;
+      }
+    } catch (const SqlFailure &failure) {
+      if (failure.state() == kUndefinedColumn) fail_foreign(session);
+      throw;
+    }
+  }
+  check_unfinished(session);
+  return std::nullopt;
+}
+
+void check_tables(Session &session) {
+  const std::vector<ColumnCounts> counts = count_columns(session);
+  for (size_t i = 0; i < counts.size(); ++i) {
+    const auto whole = static_cast<int64_t>(kTables[i].columns.size());
+    if (counts[i].ours != whole) fail_foreign(session);
   }
 }
 
@@ -148,7 +186,7 @@ void run(Session &session, const std::vector<Command> &commands) {
 }  // namespace
 
 void prepare_schema(Session &session) {
-  constexpr int most_collisions = 10;
+  constexpr int most_collisions = 30;
   for (int collisions = 0;; ++collisions) {
     const std::optional<int32_t> version = find_version(session);
     if (version == kSchemaVersion) break;
@@ -157,6 +195,9 @@ void prepare_schema(Session &session) {
                                        ": schema kelp was made by a newer version (" +
                                        std::to_string(*version) + ", this library knows " +
                                        std::to_string(kSchemaVersion) + ")");
+    }
+    if (!session.engine().makes_objects) {
+      throw Failure(kReadOnly, session.server() + ": " + kConnectToCoordinator);
     }
     try {
       run(session, version ? upgrade() : creation());

@@ -34,6 +34,26 @@ constexpr const char *kUnasked = "an answer that was not asked for";
 
 double seconds(Clock::duration duration) { return std::chrono::duration<double>(duration).count(); }
 
+std::string field_of(const PGresult *result, int field) {
+  const char *text = PQresultErrorField(result, field);
+  return text ? text : "";
+}
+
+std::string state_of(const PGresult *result) { return field_of(result, PG_DIAG_SQLSTATE); }
+
+std::string message_of(const PGresult *result) {
+  const std::string primary = field_of(result, PG_DIAG_MESSAGE_PRIMARY);
+  return first_line(primary.empty() ? PQresultErrorMessage(result) : primary.c_str());
+}
+
+// Whether an error or a notice is the last one of a session.
+bool ends_session(const PGresult *result) {
+  const std::string severity = field_of(result, PG_DIAG_SEVERITY_NONLOCALIZED);
+  const std::string state = state_of(result);
+  const bool is_loss = !state.empty() && code_of_sqlstate(state) == kLost;
+  return severity == "FATAL" || severity == "PANIC" || is_loss;
+}
+
 // Fails unless the result is that of a transaction that was committed, and not rolled back.
 void check_committed(const Result &result) {
   if (std::string_view(PQcmdStatus(result.get())) != kCommit.sql) {
@@ -47,8 +67,9 @@ Session::Session(const StoreAddress &address)
     : bound_(std::chrono::seconds(std::max(address.wait_seconds, 1))) {
   connection_ = connect(address, Clock::now() + bound_);
   PQsetNoticeReceiver(
-      connection(), [](void *notices, const PGresult *) { ++*static_cast<int *>(notices); },
-      &notices_);
+      connection(),
+      [](void *session, const PGresult *notice) { static_cast<Session *>(session)->hear(notice); },
+      this);
   if (PQsetnonblocking(connection(), 1) != 0 || PQenterPipelineMode(connection()) != 1) {
     throw Failure(kInternal, first_line(PQerrorMessage(connection())));
   }
@@ -183,10 +204,24 @@ void Session::roll_back() noexcept {
   in_transaction_ = false;
 }
 
+void Session::say_later(const Failure &failure) {
+  if (!connection()) untold_ = failure.what();
+}
+
+// A server that ends a session says why, and then closes the connection: libpq takes what it says
+// between two calls for a notice.
+void Session::hear(const PGresult *notice) {
+  ++notices_;
+  if (ends_session(notice)) last_words_ = message_of(notice);
+}
+
 std::vector<Result> Session::round_trip(std::initializer_list<Commands> batches) {
-  if (!connection()) throw Failure(kLost);  // why was said when it was lost
+  if (!connection()) throw Failure(kLost, std::exchange(untold_, ""));
   heard_ = Clock::now();
   try {
+    PQconsumeInput(connection());
+    PQisBusy(connection());  // looks at what has come
+    if (!last_words_.empty()) give_up(kLost, last_words_);
     std::vector<Sent> sent;
     for (const Commands batch : batches) {
       for (const Command &command : batch) send(command, sent);
@@ -248,7 +283,8 @@ std::vector<Result> Session::collect(const std::vector<Sent> &sent) {
     if (!done && !failed) {
       failed = std::move(result);
       // Nothing more will come, and the first failure says best why.
-      if (PQstatus(connection()) == CONNECTION_BAD) fail(failed.get());
+      const bool ended = ends_session(failed.get());
+      if (ended || PQstatus(connection()) == CONNECTION_BAD) fail(failed.get());
     }
     if (preparation) continue;
     if (done) results.push_back(std::move(result));
@@ -298,7 +334,8 @@ void Session::wait(bool to_write) {
 }
 
 void Session::give_up(ResultCode code, const std::string &cause) {
-  const std::string text = server() + ": " + cause;
+  const bool said_why = code == kLost && !last_words_.empty();
+  const std::string text = server() + ": " + (said_why ? last_words_ : cause);
   if (code == kTimedOut) {
     const linger at_once{1, 0};
     setsockopt(PQsocket(connection()), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
@@ -308,14 +345,14 @@ void Session::give_up(ResultCode code, const std::string &cause) {
 }
 
 void Session::fail(const PGresult *result) {
-  const char *field = PQresultErrorField(result, PG_DIAG_SQLSTATE);
-  const std::string state = field ? field : "";
-  const char *primary = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
-  const std::string text =
-      server() + ": " + first_line(primary ? primary : PQresultErrorMessage(result));
+  const std::string state = state_of(result);
   const ResultCode code = code_of_sqlstate(state);
+  const bool said_why = state.empty() && !last_words_.empty();
+  const std::string text = server() + ": " + (said_why ? last_words_ : message_of(result));
   if (code == kReadOnly) read_only_ = true;
-  if (code == kLost || PQstatus(connection()) == CONNECTION_BAD) connection_.handle.reset();
+  if (code == kLost || ends_session(result) || PQstatus(connection()) == CONNECTION_BAD) {
+    connection_.handle.reset();
+  }
   throw SqlFailure(state, code, text);
 }
 

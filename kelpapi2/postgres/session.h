@@ -46,6 +46,10 @@ struct Engine {
 // the first one did.
 enum class Isolation { each_statement, one_moment };
 
+// What is said where makes_objects is needed and false.
+constexpr const char *kConnectToCoordinator =
+    "a worker of a cluster cannot make objects: connect to the coordinator";
+
 class Session {
  public:
   // Connects and sets what the session needs, within the bound.
@@ -70,6 +74,9 @@ class Session {
   void commit();
   void roll_back() noexcept;
 
+  // Has the next call say why the session is lost, if it is: this one ends well all the same.
+  void say_later(const Failure &failure);
+
   bool usable() const { return connection_.handle != nullptr && !read_only_; }
   Clock::duration bound() const { return bound_; }
   const Engine &engine() const { return engine_; }
@@ -82,6 +89,8 @@ class Session {
   Command in_time() const;
 
   using Commands = std::span<const Command>;
+  // Notes what the server says of itself.
+  void hear(const PGresult *notice);
   std::vector<Result> round_trip(std::initializer_list<Commands> batches);
   // What was sent and will be answered by one result each: a statement, or its preparation.
   struct Sent {
@@ -106,6 +115,8 @@ class Session {
 
   Clock::time_point heard_;  // when the server last answered
   int notices_ = 0;          // which are no answers
+  std::string last_words_;   // why the server ended the session, as it said
+  std::string untold_;       // why the session is lost, if no call has said so
   // What the server's clock showed when it was last read, in seconds, and when that was heard.
   double server_time_ = 0;
   Clock::time_point server_time_read_;

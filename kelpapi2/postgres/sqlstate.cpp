@@ -17,7 +17,9 @@ constexpr std::array kTable = {
     Entry{"25006", kReadOnly},      // read_only_sql_transaction: a standby
     Entry{"28P01", kDenied},        // invalid_password
     Entry{"3D000", kNoConnection},  // no such database
+    Entry{"2200H", kInternal},      // sequence_generator_limit_exceeded: no more ids
     Entry{"40001", kConflict},      // serialization_failure
+    Entry{"40003", kLost},          // statement_completion_unknown
     Entry{"40P01", kConflict},      // deadlock_detected
     Entry{"42501", kDenied},        // insufficient_privilege
     Entry{"53100", kStorageFull},   // disk_full

@@ -86,6 +86,23 @@ TEST_F(Erase, WritersAndDeletersDoNotDisturbEachOther) {
   }
 }
 
+// The deletion is the call: what has to be cleared up behind it is left where somebody holds it.
+TEST_F(Erase, ClearingUpWaitsForNobody) {
+  login_.bound = 6;
+  const Connection connection(login_);
+  connection.make_points(3);
+  fill(10);
+  std::thread holder(
+      [&] { sql("BEGIN; LOCK TABLE kelp.sample IN SHARE MODE; SELECT pg_sleep(4); ROLLBACK"); });
+  EXPECT_TRUE(wait_for(
+      5s, [&] { return sql("SELECT count(*) FROM pg_locks WHERE mode = 'ShareLock'") != "0"; }));
+  EXPECT_LT(seconds([&] { EXPECT_EQ(erase_all(connection, names_of(3)), Codes(3, 0)); }), 1.5);
+  EXPECT_EQ(samples(), "30");
+  holder.join();
+  EXPECT_TRUE(Connection(login_).open());
+  EXPECT_EQ(samples(), "0");
+}
+
 // However many samples there are, the call ends in time, the points are gone at once, and whoever
 // comes next removes what is left.
 TEST_F(Erase, SamplesThatTakeLongToRemoveAreRemovedInPieces) {

@@ -42,7 +42,11 @@ TEST_F(Schema, WhatIsNoStoreIsRefused) {
       {"CREATE SCHEMA kelp; CREATE TABLE kelp.object (a int4)", "is not a kelp store"},
       {"CREATE SCHEMA kelp; CREATE VIEW kelp.object AS SELECT 1 AS id", "is not a kelp store"},
       {"CREATE SCHEMA kelp; CREATE TABLE kelp.other (a int4)", "is not a kelp store"},
-      {"CREATE SCHEMA kelp; CREATE TABLE kelp.schema_version (version int4)",
+      {"CREATE SCHEMA kelp; CREATE TABLE kelp.schema_version (version int4, other int4)",
+       "is not a kelp store"},
+      {store + "DELETE FROM kelp.schema_version; CREATE TABLE kelp.other (a int4)",
+       "is not a kelp store"},
+      {store + "DELETE FROM kelp.schema_version; ALTER TABLE kelp.object ADD COLUMN other int4",
        "is not a kelp store"},
       {"CREATE SCHEMA kelp; CREATE TABLE kelp.schema_version (a text)", "is not a kelp store"},
       {store + "DROP TABLE kelp.sample", "is not a kelp store"},
@@ -62,6 +66,39 @@ TEST_F(Schema, WhatIsNoStoreIsRefused) {
     const std::string errors = testing::internal::GetCapturedStderr();
     EXPECT_EQ(count_of("\n", errors), 1u) << errors;
     EXPECT_EQ(count_of(cause, errors), 1u) << errors;
+  }
+}
+
+// Where every statement commits by itself, what one program leaves half done the next one ends,
+// or six of them at once. Taken away here is what the creation does, its last statement first.
+TEST_F(Schema, AnInterruptedCreationGoesOn) {
+  const char *const cuts[] = {
+      "DELETE FROM kelp.schema_version", "DELETE FROM kelp.object",
+      "DROP TABLE kelp.schema_version",  "DROP TABLE kelp.erased_point",
+      "DROP TABLE kelp.current_value",   "DROP TABLE kelp.sample",
+      "DROP INDEX kelp.object_parent",   "DROP TABLE kelp.object",
+  };
+  const auto shape = [&] {
+    return sql("SELECT string_agg(indexdef, ';' ORDER BY indexdef) FROM pg_indexes"
+               " WHERE schemaname = 'kelp'") +
+           sql("SELECT full_name, version FROM kelp.object, kelp.schema_version");
+  };
+  login_.bound = 20;
+  EXPECT_TRUE(Connection(login_).open());
+  const std::string whole = shape();
+  std::string cut;
+  for (const std::string next : cuts) {
+    cut += next + ";";
+    for (const int programs : {1, 6}) {
+      SCOPED_TRACE(next + ", " + std::to_string(programs));
+      sql(cut);
+      std::vector<std::thread> threads;
+      for (int i = 0; i < programs; ++i) {
+        threads.emplace_back([&] { EXPECT_TRUE(Connection(login_).open()); });
+      }
+      for (std::thread &thread : threads) thread.join();
+      EXPECT_EQ(shape(), whole);
+    }
   }
 }
 
