@@ -148,9 +148,7 @@ std::vector<int32_t> PostgresStore::point_ids(std::span<const std::string> names
   return ids;
 }
 
-std::vector<SqlCommand> PostgresStore::removal(int64_t id) const {
-  return {{kNoteErasedPoint, {id}}};
-}
+const char *PostgresStore::note_erased() const { return kNoteErasedPoint; }
 
 std::vector<ResultCode> PostgresStore::insert(const std::string &parent,
                                               std::span<ObjectRecord *const> records) {

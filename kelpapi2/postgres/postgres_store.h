@@ -31,7 +31,7 @@ class PostgresStore final : public SqlStore {
 
  protected:
   std::vector<SqlResult> run(Access access, const std::vector<SqlCommand> &commands) override;
-  std::vector<SqlCommand> removal(int64_t id) const override;
+  const char *note_erased() const override;
   std::string label() const override { return session_.server(); }
 
  private:

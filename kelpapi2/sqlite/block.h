@@ -12,8 +12,9 @@
 
 namespace kelp::sqlite {
 
-// Points with neighbouring ids share a bucket.
+// Points with neighbouring ids share a bucket. There are as many buckets as all ids can need.
 constexpr int32_t kBucketPoints = 128;
+constexpr int64_t kMostBuckets = (int64_t{1} << 31) / kBucketPoints;
 inline int32_t bucket_of(int32_t point) { return point / kBucketPoints; }
 inline int32_t place_in_bucket(int32_t point) { return point % kBucketPoints; }
 

@@ -1,11 +1,11 @@
 // The only file that turns SQLite's results into failures.
 #include "sqlite/database.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <thread>
-#include <utility>
 
 namespace kelp::sqlite {
 
@@ -114,7 +114,8 @@ int Database::after_commit(void *self, sqlite3 *handle, const char *name, int lo
 // While many programs read and write there is always one that keeps the log from being begun anew,
 // so that others have to wait for a moment. A program that reads for long is not waited for.
 void Database::begin_log_anew(int log_pages) {
-  const auto wait = std::exchange(longest_wait_, std::chrono::milliseconds(100));
+  constexpr auto longest = std::chrono::milliseconds(100);
+  const auto wait = std::exchange(longest_wait_, std::min(longest_wait_, longest));
   const int result =
       sqlite3_wal_checkpoint_v2(handle_.get(), "main", SQLITE_CHECKPOINT_RESTART, nullptr, nullptr);
   longest_wait_ = wait;

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 #include "sqlite/turns.h"
 #include "store/result_code.h"
@@ -58,6 +59,20 @@ class Statement {
 
 class Database {
  public:
+  // While one lives, locks of others are not waited for.
+  class Impatience {
+   public:
+    explicit Impatience(Database &database)
+        : database_(database), wait_(std::exchange(database.longest_wait_, {})) {}
+    ~Impatience() { database_.longest_wait_ = wait_; }
+    Impatience(const Impatience &) = delete;
+    Impatience &operator=(const Impatience &) = delete;
+
+   private:
+    Database &database_;
+    std::chrono::milliseconds wait_;
+  };
+
   // Opens an existing file. A call waits `wait_seconds` for the locks of others.
   Database(const std::string &path, int wait_seconds);
   Database(const Database &) = delete;

@@ -11,9 +11,15 @@ namespace kelp::sqlite {
 
 namespace {
 
-// A bucket with so many blocks is due to be merged. More of them make fewer writes to the disk, as
-// each point's pages are written once for all its samples in them, and reading one point slower.
+// A bucket with a backlog of so many blocks is due to be merged. More of them make fewer writes to
+// the disk, as each point's pages are written once for all its samples in them, and reading one
+// point slower.
 constexpr int64_t kDueBlocks = 256;
+// What a call may merge at most: a little more than what it writes, so that buckets which were
+// first filled together come apart and no backlog grows without end, and beside it the usual
+// backlog of a bucket, so that a small call can merge one as well.
+constexpr int64_t kMergedBeside = kDueBlocks * kBucketPoints;
+constexpr int64_t merged_for(size_t rows) { return static_cast<int64_t>(rows + rows / 4); }
 // Rows of one call that are this many per point go straight into the table.
 constexpr size_t kLongRun = 16;
 
@@ -82,31 +88,41 @@ Samples::Samples(Database &database)
 
 void Samples::write(WriteKind kind, const SampleRows &rows, const std::vector<ResultCode> &codes) {
   const std::vector<KeyedRow> order = in_key_order(rows, codes);
-  std::vector<Bucket> due;
+  std::vector<Backlog> due;
+  int64_t allowance = kMergedBeside;
   for (std::span<const KeyedRow> left(order); !left.empty();) {
-    const int32_t id = bucket_of(left[0].point());
-    const auto elsewhere = [&](const KeyedRow &row) { return bucket_of(row.point()) != id; };
+    const int32_t bucket = bucket_of(left[0].point());
+    const auto elsewhere = [&](const KeyedRow &row) { return bucket_of(row.point()) != bucket; };
     const auto part = left.first(std::find_if(left.begin(), left.end(), elsewhere) - left.begin());
     left = left.subspan(part.size());
-    Bucket bucket = staging_.bucket(id);
-    if (kind == WriteKind::history && part.size() >= kLongRun * count_points(part)) {
-      write_merged(bucket, rows, part);
+    allowance += merged_for(part.size());
+    Backlog backlog = staging_.backlog(bucket);
+    const bool long_runs = part.size() >= kLongRun * count_points(part);
+    if (kind == WriteKind::history && long_runs && make_way(backlog, rows, part, allowance)) {
+      write_merged(rows, part);
     } else {
-      staging_.append(bucket, samples_of(rows, part), kind == WriteKind::realtime);
-      if (bucket.blocks >= kDueBlocks) due.push_back(bucket);
+      staging_.append(backlog, samples_of(rows, part), kind == WriteKind::realtime);
+      if (backlog.blocks() >= kDueBlocks) due.push_back(backlog);
     }
   }
-  merge_due(due, static_cast<int64_t>(order.size()));
+  merge_due(due, allowance);
 }
 
-// What is staged counts as written later, so that it may not stay where the rows overlap it.
-void Samples::write_merged(const Bucket &bucket, const SampleRows &rows,
-                           std::span<const KeyedRow> part) {
+// What is staged counts as written later, so that rows which overlap it can go into the table only
+// once it is there.
+bool Samples::make_way(Backlog &backlog, const SampleRows &rows, std::span<const KeyedRow> part,
+                       int64_t &allowance) {
   const auto overlaps = [&](const KeyedRow &row) {
     const int32_t time = rows.times[row.row];
-    return time >= bucket.first_time && time <= bucket.last_time;
+    return time >= backlog.first_time && time <= backlog.last_time;
   };
-  if (bucket.blocks > 0 && std::any_of(part.begin(), part.end(), overlaps)) merge(bucket.id);
+  if (backlog.blocks() == 0 || std::none_of(part.begin(), part.end(), overlaps)) return true;
+  if (backlog.samples > allowance) return false;
+  merge(backlog, allowance);
+  return true;
+}
+
+void Samples::write_merged(const SampleRows &rows, std::span<const KeyedRow> part) {
   constexpr size_t rows_at_once = 4096;
   while (!part.empty()) {
     const auto next = part.first(std::min(part.size(), rows_at_once));
@@ -115,32 +131,31 @@ void Samples::write_merged(const Bucket &bucket, const SampleRows &rows,
   }
 }
 
-// A little more than what was written: buckets that were first filled together come apart, and none
-// grows without end.
-void Samples::merge_due(std::vector<Bucket> &due, int64_t written) {
-  const auto fuller = [](const Bucket &a, const Bucket &b) { return a.blocks > b.blocks; };
+void Samples::merge_due(std::vector<Backlog> &due, int64_t allowance) {
+  const auto fuller = [](const Backlog &a, const Backlog &b) { return a.blocks() > b.blocks(); };
   std::stable_sort(due.begin(), due.end(), fuller);
   size_t count = 0;
-  for (int64_t samples = written + written / 4; count < due.size() && samples > 0; ++count) {
-    samples -= due[count].samples;
+  for (int64_t share = allowance - kMergedBeside; count < due.size() && share > 0; ++count) {
+    share -= due[count].samples;
   }
   due.resize(count);
-  std::sort(due.begin(), due.end(), [](const Bucket &a, const Bucket &b) { return a.id < b.id; });
-  for (const Bucket &bucket : due) merge(bucket.id);
+  const auto first = [](const Backlog &a, const Backlog &b) { return a.bucket < b.bucket; };
+  std::sort(due.begin(), due.end(), first);
+  for (Backlog &backlog : due) {
+    if (allowance > 0) merge(backlog, allowance);
+  }
 }
 
-void Samples::merge(int32_t bucket) {
-  constexpr auto first = std::numeric_limits<int64_t>::min();
-  constexpr auto last = std::numeric_limits<int64_t>::max();
-  const PointSet points = existing_points(bucket);
-  merged_.write(staging_.range(bucket, points, first, last));
+void Samples::merge(Backlog &backlog, int64_t &allowance) {
+  const int32_t first_point = backlog.bucket * kBucketPoints;
+  const auto taken = staging_.take_oldest(backlog, existing_points(backlog.bucket), allowance);
+  allowance -= taken.entries;
+  merged_.write(taken.samples);
   std::vector<PointSample> values;
-  const PointSamples current = staging_.current(bucket, points);
   for (int32_t place = 0; place < kBucketPoints; ++place) {
-    if (current[place]) values.push_back({bucket * kBucketPoints + place, *current[place]});
+    if (taken.current[place]) values.push_back({first_point + place, *taken.current[place]});
   }
   merged_values_.write(values);
-  staging_.clear(bucket);
 }
 
 PointSet Samples::existing_points(int32_t bucket) {

@@ -1,6 +1,7 @@
 // All samples of a store, merged into their table or staged on the way there. What is staged was
 // written later than what is merged, so that reading lays the one over the other and writes
-// nothing. Merging is part of writing: a call that stages samples merges about as many.
+// nothing. Merging is part of writing: a call merges about as many samples as it writes, whatever
+// is staged.
 //
 // Everything runs inside a transaction of the caller's, and on points that exist.
 #pragma once
@@ -29,10 +30,15 @@ class Samples {
   int64_t erase(int32_t point, int64_t limit);
 
  private:
-  void write_merged(const Bucket &bucket, const SampleRows &rows, std::span<const KeyedRow> part);
-  // Merges the fullest of the buckets that are due, after so many samples were written.
-  void merge_due(std::vector<Bucket> &due, int64_t written);
-  void merge(int32_t bucket);
+  // Whether rows of a bucket can go into the table now. Merges the backlog if it has to and may:
+  // `allowance` is how many staged samples the call may still merge.
+  bool make_way(Backlog &backlog, const SampleRows &rows, std::span<const KeyedRow> part,
+                int64_t &allowance);
+  void write_merged(const SampleRows &rows, std::span<const KeyedRow> part);
+  // Merges the fullest of the buckets that are due.
+  void merge_due(std::vector<Backlog> &due, int64_t allowance);
+  // Merges what the allowance suffices for, the oldest blocks first, and takes it from there.
+  void merge(Backlog &backlog, int64_t &allowance);
   PointSet existing_points(int32_t bucket);
 
   Database &database_;

@@ -1,8 +1,10 @@
 // Here are the transactions and which points exist; samples.h has what becomes of their samples.
 #include "sqlite/sqlite_store.h"
 
-#include <chrono>
 #include <ctime>
+
+#include "sqlite/deleted_points.h"
+#include "sqlite/upgrade.h"
 
 namespace kelp::sqlite {
 
@@ -30,14 +32,14 @@ struct Binder {
 
 SqliteStore::SqliteStore(const std::string &path, int wait_seconds, bool lazy_commits)
     : SqlStore("object"), file_(path, wait_seconds, lazy_commits), samples_(file_.database()) {
-  adopt_staged();
+  adopt_version_1_rows();
 }
 
 template <typename Work>
 auto SqliteStore::read(Work &&work) {
   file_.check();
   Transaction transaction(database(), Transaction::Kind::read);
-  forget_erased_points();
+  forget_deleted_points();
   return work();
 }
 
@@ -46,9 +48,9 @@ auto SqliteStore::write(Work &&work) {
   file_.check();
   auto result = [&] {
     Transaction transaction(database(), Transaction::Kind::write);
-    forget_erased_points();
+    forget_deleted_points();
     auto done = work();
-    transaction.commit();
+    file_.commit(transaction);
     return done;
   }();
   file_.check();
@@ -80,6 +82,8 @@ SqlResult SqliteStore::run_one(const SqlCommand &command) {
   }
   return result;
 }
+
+const char *SqliteStore::note_erased() const { return kNoteDeletedPoint; }
 
 std::vector<SqlResult> SqliteStore::run(Access access, const std::vector<SqlCommand> &commands) {
   const auto run_all = [&] {
@@ -115,11 +119,10 @@ bool SqliteStore::known(int32_t id) {
   return found;
 }
 
-void SqliteStore::forget_erased_points() {
-  const int64_t erasures =
-      database().number("SELECT seq FROM sqlite_sequence WHERE name = 'erased_point'");
-  if (erasures != erasures_) known_.clear();
-  erasures_ = erasures;
+void SqliteStore::forget_deleted_points() {
+  const int64_t deletions = count_deleted_points(database());
+  if (deletions != deletions_) known_.clear();
+  deletions_ = deletions;
 }
 
 std::vector<ResultCode> SqliteStore::codes_of(const SampleRows &rows) {
@@ -135,7 +138,7 @@ std::vector<ResultCode> SqliteStore::write(WriteKind kind, const SampleRows &row
   return write([&] {
     const std::vector<ResultCode> codes = codes_of(rows);
     samples_.write(kind, rows, codes);
-    erase_some();
+    erase_some(database(), samples_);
     return codes;
   });
 }
@@ -179,69 +182,17 @@ std::unique_ptr<HistoryRows> SqliteStore::history(const HistoryQuery &query) {
 std::vector<ResultCode> SqliteStore::erase(const std::string &parent,
                                            std::span<const int32_t> ids) {
   const auto codes = SqlStore::erase(parent, ids);
-  // What this does not come to, later calls do.
-  constexpr auto longest = std::chrono::milliseconds(250);
-  const auto deadline = std::chrono::steady_clock::now() + longest;
-  while (write([&] { return erase_some(); }) && std::chrono::steady_clock::now() < deadline) {
-  }
+  erase_more(database(), samples_);
   return codes;
 }
 
-std::vector<SqlCommand> SqliteStore::removal(int64_t id) const {
-  return {{"INSERT INTO erased_point (point_id) SELECT $1 WHERE changes() > 0", {id}}};
-}
-
-bool SqliteStore::erase_some() {
-  constexpr int64_t most_samples = 10'000;
-  for (int64_t left = most_samples; left > 0;) {
-    const int64_t point =
-        database().number("SELECT point_id FROM erased_point ORDER BY seq LIMIT 1");
-    if (point == 0) return false;
-    const int64_t erased = samples_.erase(static_cast<int32_t>(point), left);
-    if (erased == left) return true;
-    left -= erased + 1;
-    database()
-        .statement("DELETE FROM erased_point WHERE seq = (SELECT min(seq) FROM erased_point)")
-        .run();
+void SqliteStore::adopt_version_1_rows() {
+  if (!has_version_1_rows(database())) return;
+  const auto write_rows = [&](const SampleRows &rows) {
+    samples_.write(WriteKind::snapshot, rows, codes_of(rows));
+  };
+  while (write([&] { return merge_version_1_rows(database(), write_rows); })) {
   }
-  return true;
-}
-
-void SqliteStore::adopt_staged() {
-  const char *exists = "SELECT count(*) FROM sqlite_master WHERE name = 'version_1_staged_sample'";
-  if (database().number(exists) == 0) return;
-  while (write([&] { return adopt_some(); })) {
-  }
-}
-
-bool SqliteStore::adopt_some() {
-  const char *exists = "SELECT count(*) FROM sqlite_master WHERE name = 'version_1_staged_sample'";
-  if (database().number(exists) == 0) return false;  // another program was faster
-  std::vector<int32_t> ids, times;
-  std::vector<int16_t> statuses;
-  std::vector<double> values;
-  int64_t last = 0;
-  Statement &select = database().statement(
-      "SELECT seq, point_id, time, status, value FROM version_1_staged_sample ORDER BY seq"
-      " LIMIT 50000");
-  while (select.step()) {
-    last = select.integer(0);
-    ids.push_back(static_cast<int32_t>(select.integer(1)));
-    times.push_back(static_cast<int32_t>(select.integer(2)));
-    statuses.push_back(static_cast<int16_t>(select.integer(3)));
-    values.push_back(select.real(4));
-  }
-  if (ids.empty()) {
-    database().execute("DROP TABLE version_1_staged_sample");
-    return false;
-  }
-  const SampleRows rows{ids.size(), Column<int32_t>::of(ids.data()),
-                        Column<int32_t>::of(times.data()), statuses.data(), values.data()};
-  samples_.write(WriteKind::snapshot, rows, codes_of(rows));
-  Statement &erase = database().statement("DELETE FROM version_1_staged_sample WHERE seq <= ?");
-  erase.bind(1, last);
-  erase.run();
-  return true;
 }
 
 }  // namespace kelp::sqlite

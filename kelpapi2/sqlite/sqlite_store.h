@@ -24,7 +24,7 @@ class SqliteStore final : public SqlStore {
 
  protected:
   std::vector<SqlResult> run(Access access, const std::vector<SqlCommand> &commands) override;
-  std::vector<SqlCommand> removal(int64_t id) const override;
+  const char *note_erased() const override;
   std::string label() const override { return "store " + file_.path(); }
 
  private:
@@ -39,21 +39,17 @@ class SqliteStore final : public SqlStore {
   SqlResult run_one(const SqlCommand &command);
   // Whether a point exists, inside a transaction.
   bool known(int32_t id);
-  void forget_erased_points();
+  void forget_deleted_points();
   std::vector<ResultCode> codes_of(const SampleRows &rows);
   std::vector<int32_t> existing(std::span<const int32_t> ids);
   template <typename Look>
   std::vector<Reading> read_each(std::span<const int32_t> ids, Look &&look);
-  // Merges what a version of before had staged.
-  void adopt_staged();
-  bool adopt_some();
-  // Deletes samples of points that are gone, of which there may be millions; false if all are.
-  bool erase_some();
+  void adopt_version_1_rows();
 
   StoreFile file_;
   Samples samples_;
-  std::unordered_set<int32_t> known_;  // points seen to exist since erasures_
-  int64_t erasures_ = 0;
+  std::unordered_set<int32_t> known_;  // points seen to exist since deletions_
+  int64_t deletions_ = 0;
 };
 
 }  // namespace kelp::sqlite

@@ -2,9 +2,10 @@
 // that writes one row to each of many points would touch a page for every point there. It is staged
 // instead: its rows for the 128 points of a bucket make one block, which is about one page.
 //
-// The blocks of a bucket are numbered in the order of their writing, and the bucket counts those in
-// use. Once they are merged the count is 0 and their rows in the file are written over by later
-// blocks: a block that keeps its place costs one page, one that comes and goes costs several.
+// The blocks of a bucket are numbered in the order of their writing; those that wait to be merged
+// are its backlog. Once all are merged the numbers begin at 0 again, and the rows that the blocks
+// had in the file are written over: a block that keeps its place costs one page, one that comes and
+// goes costs several. Where only the oldest of many were merged their rows are removed.
 #pragma once
 
 #include <array>
@@ -16,13 +17,19 @@
 
 namespace kelp::sqlite {
 
-struct Bucket {
-  int32_t id = 0;
-  int64_t blocks = 0;
+struct Backlog {
+  int32_t bucket = 0;
+  // The blocks from the one number on to before the other.
+  int64_t first_block = 0;
+  int64_t next_block = 0;
   int64_t samples = 0;
   // The earliest and the latest time of the samples, if there are any.
   int32_t first_time = 0;
   int32_t last_time = 0;
+  // Whether there may be several samples of the same point and time.
+  bool overlaps = false;
+
+  int64_t blocks() const { return next_block - first_block; }
 };
 
 using PointSet = std::bitset<kBucketPoints>;                            // by place in the bucket
@@ -32,13 +39,20 @@ class Staging {
  public:
   explicit Staging(Database &database) : database_(database) {}
 
-  Bucket bucket(int32_t id);
+  Backlog backlog(int32_t bucket);
   // Adds samples of the bucket's points, of which none have the same point and time.
-  void append(Bucket &bucket, std::span<const PointSample> samples, bool realtime);
-  // Takes all blocks of a bucket out of use.
-  void clear(int32_t bucket);
+  void append(Backlog &backlog, std::span<const PointSample> samples, bool realtime);
   // Frees the room that the blocks of a bucket have had.
   void remove(int32_t bucket);
+
+  struct Taken {
+    int64_t entries = 0;
+    std::vector<PointSample> samples;  // of each point and time the one that was written last
+    PointSamples current;              // what the last real-time call among them wrote
+  };
+  // Takes the oldest blocks out of the backlog, with about `limit` entries if it has more. Of their
+  // samples, those of the points.
+  Taken take_oldest(Backlog &backlog, const PointSet &points, int64_t limit);
 
   // The samples of the points in [begin, end), by point and time, each as it was written last.
   std::vector<PointSample> range(int32_t bucket, const PointSet &points, int64_t begin,
@@ -53,12 +67,20 @@ class Staging {
     int32_t first_time;  // not later than the time of any sample
     int32_t last_time;
     bool realtime;
+    int32_t latest_before;  // not earlier than the time of any sample in earlier blocks
   };
-  // Shows a bucket's blocks and their entries to `visit`, the newest first, until it returns false.
+  // Shows a block and its entries to `visit`, and returns what that does.
   template <typename Visit>
-  void visit_blocks(const Bucket &bucket, Visit &&visit);
-  void write_block(const Bucket &bucket, const Block &block, const std::string &text);
-  void write_bucket(const Bucket &bucket);
+  bool show_block(int32_t bucket, int64_t number, Visit &&visit);
+  // Shows a bucket's blocks, the newest first, until `visit` returns false.
+  template <typename Visit>
+  void visit_blocks(const Backlog &backlog, Visit &&visit);
+  void write_block(const Backlog &backlog, const Block &block, const std::string &text);
+  void write_backlog(const Backlog &backlog);
+  // Takes the blocks before one of the backlog out of it.
+  void begin_at(Backlog &backlog, int64_t number);
+  // Removes blocks from the file, up to `end` or to the last one that there is.
+  void erase_blocks(int32_t bucket, int64_t number, int64_t end);
 
   Database &database_;
 };

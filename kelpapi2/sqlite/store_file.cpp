@@ -115,6 +115,15 @@ void StoreFile::check() {
                                  " was open");
 }
 
+void StoreFile::commit(Transaction &transaction) {
+  try {
+    transaction.commit();
+  } catch (const Failure &failure) {
+    if (failure.code() == kLost) let_go();
+    throw;
+  }
+}
+
 void StoreFile::let_go() {
   open_files.remove(this);
   database_->let_go();

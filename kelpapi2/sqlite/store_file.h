@@ -25,6 +25,8 @@ class StoreFile {
   // more, or if a transaction could not be ended. The files are let go of then, so that this
   // process can open those that are there now.
   void check();
+  // Lets the files go as well if nobody can know whether it took effect.
+  void commit(Transaction &transaction);
 
  private:
   bool in_place() const;

@@ -177,17 +177,18 @@ std::vector<ResultCode> SqlStore::update(const std::string &parent,
 
 std::vector<ResultCode> SqlStore::erase(const std::string &parent, std::span<const int32_t> ids) {
   const auto order = in_order(ids.size(), [&](size_t i) { return ids[i]; });
+  // For each object its deletion, why it may have been refused, and what is left to remove.
+  constexpr size_t commands_each = 3;
   std::vector<SqlCommand> commands;
   for (const size_t i : order) {
     const int64_t id = ids[i];
     commands.push_back(erase_command(parent, id));
     commands.push_back({"SELECT 1 FROM " + object_ + " WHERE parent_id = $1 LIMIT 1", {id}});
-    for (SqlCommand &command : removal(id)) commands.push_back(std::move(command));
+    commands.push_back({note_erased(), {id}});
   }
   const std::vector<SqlResult> results = run(Access::write, commands);
 
   std::vector<ResultCode> codes(ids.size(), kOk);
-  const size_t commands_each = ids.empty() ? 0 : commands.size() / ids.size();
   for (size_t i = 0; i < order.size(); ++i) {
     const SqlResult &erased = results[i * commands_each];
     const SqlResult &child = results[i * commands_each + 1];

@@ -61,9 +61,9 @@ class SqlStore : public Store {
   // Runs the commands as one transaction and returns the rows of each.
   virtual std::vector<SqlResult> run(Access access, const std::vector<SqlCommand> &commands) = 0;
 
-  // What removes the samples of a deleted object, unless the object is still there. Runs after the
-  // deletion and a query.
-  virtual std::vector<SqlCommand> removal(int64_t id) const = 0;
+  // The statement which notes that the samples of an object, $1, are to be removed, unless it is
+  // still there.
+  virtual const char *note_erased() const = 0;
   // Names the store in lines for the operator.
   virtual std::string label() const = 0;
 

@@ -68,6 +68,7 @@ TEST_F(Crash, ACommitThatCannotBeSyncedEndsTheSession) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(connection.write_history(point, rows(1)), -2);
   expect_one_line(testing::internal::GetCapturedStderr(), store_, "disk I/O error");
+  EXPECT_NE(connection.status(), 0);
   vfs.fail_syncs(false);
   EXPECT_EQ(Connection(login_).write_history(point, rows(2)), 0);
   EXPECT_EQ(call_of(store_, point), 2);

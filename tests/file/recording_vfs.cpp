@@ -93,6 +93,8 @@ int RecordingVfs::remove(sqlite3_vfs *vfs, const char *path, int sync_folder) {
 int RecordingVfs::write(sqlite3_file *file, const void *bytes, int count, sqlite3_int64 at) {
   const auto *ours = reinterpret_cast<File *>(file);
   if (ours->path) {
+    if (self(file).writes_left_ == 0) return SQLITE_FULL;
+    --self(file).writes_left_;
     const auto *text = static_cast<const char *>(bytes);
     self(file).steps_.push_back({Step::kWrite, ours->path, at, std::string(text, count)});
   }

@@ -1,5 +1,5 @@
 // Between SQLite and the disk: records every write and sync of a store, can show what the disk
-// could hold after a power failure at any moment, and can fail syncs.
+// could hold after a power failure at any moment, and can fail syncs and writes.
 #pragma once
 
 #include <sqlite3.h>
@@ -26,6 +26,8 @@ class RecordingVfs {
   void make_image(size_t moment, const std::string &from, const std::string &to,
                   std::mt19937 &random) const;
   void fail_syncs(bool fail) { fail_syncs_ = fail; }
+  // As on a disk that is full after so many writes.
+  void fail_writes_after(int64_t writes) { writes_left_ = writes; }
 
  private:
   struct Step {
@@ -47,6 +49,7 @@ class RecordingVfs {
   sqlite3_io_methods methods_{};
   std::vector<Step> steps_;
   bool fail_syncs_ = false;
+  int64_t writes_left_ = INT64_MAX;
 };
 
 }  // namespace kelptest

@@ -26,7 +26,7 @@ TEST_F(Refused, FilesThatAreNoStoreAreLeftAlone) {
       {"text", "not a database", std::string(5000, 't'), ""},
       {"foreign", "not a kelp store", "", "CREATE TABLE t (a); INSERT INTO t VALUES (1)"},
       {"log", "not a kelp store", "", "PRAGMA journal_mode = WAL; CREATE TABLE t (a)"},
-      {"newer", "newer version", good, "PRAGMA user_version = 3"},
+      {"newer", "newer version", good, "PRAGMA user_version = 4"},
       {"truncated", "malformed", good.substr(0, good.size() / 2), ""},
       {"damaged", "malformed", damaged, "", "no database !\n"},  // which is a store at first sight
   };
