@@ -2,9 +2,9 @@
  *
  * This header is all that kelptest knows of the library. It is plain C (C11, C++20), so that any
  * library that keeps to it can be linked in its place. What is said here holds for each of them,
- * save what follows the word "Bundled:", which the library that comes with kelptest promises and
- * another one may do otherwise. The spellings "histroy" and the like are part of the interface, and
- * stay.
+ * except what follows the word "Bundled:": that is a promise of the library that comes with
+ * kelptest, and others may differ. The spellings "histroy" and the like are part of the interface,
+ * and stay.
  *
  * Conventions, which hold wherever an operation does not say otherwise
  *
@@ -17,15 +17,16 @@
  *              a code that says why that one failed; the others are done all the same. The result
  *              can be 0 although entries are not. After a failed call the entries mean nothing.
  *   Arrays     All arrays are the caller's, with one entry per point, object or row; a group stands
- *              for as many entries as it holds names, in the order of their adding. The library
- *              reads or fills arrays during the call and keeps none of them. A null pointer will do
- *              for an array without entries. A point, a name or a time may occur more than once.
+ *              for as many entries as it holds names, in the order they were added. The library
+ *              reads or fills arrays during the call and keeps none of them. An empty array may be
+ *              null. A point, a name or a time may occur more than once.
  *   Text       Zero-terminated bytes. Text passed in is copied if it is kept; text passed out is
  *              copied into the caller's buffer. Bundled: UTF-8.
  *   Handles    Made by the library and released by the caller, once, with the operation named at
- *              the type. Null means none: to release it does nothing and returns 0, what it is asked
- *              for is 0 or an empty text, and everything else fails. Bundled: with -2 if it is the
- *              connection that is null, with -1 otherwise. A group may be used with any connection.
+ *              the type. Null means none: releasing it does nothing and returns 0, a field or count
+ *              read from it is 0 or an empty text, and any other use fails. Bundled: with -2 for a
+ *              null connection, with -1 for any other null handle. A group may be used with any
+ *              connection.
  *   Time       int32 seconds since 1970-01-01 00:00:00 UTC, as of time(2).
  *   Range      begin <= time < end. Other libraries may count the end in.
  *   Value      a time, a status (int16, signed, 0 where nothing is wrong with the value) and a
@@ -36,12 +37,12 @@
  *   reserved   Always 0.
  *   Threads    A connection, and what was made through it, is used by one thread at a time.
  *              Different connections may be used at the same time.
- *   Processes  Bundled: a connection belongs to the process that made it. In one that was forked
- *              since, every call on it, or on a result that was made through it, fails as on a lost
- *              session: -2, null or no rows. Releases free memory and nothing else, objects, groups
- *              and the calendar work, and the session of the first process goes on. A forked process
- *              may connect to a server for itself. A file that was open at the fork it cannot open;
- *              a program that it starts can.
+ *   Processes  Bundled: a connection belongs to the process that made it. In a process that was
+ *              forked afterwards, every call on the connection, or on a result made through it,
+ *              fails as on a lost session: -2, null or no rows. Releasing them frees memory and does
+ *              nothing else; objects, groups and the calendar work; the session of the first process
+ *              goes on. A forked process may make a connection of its own to a server, but not to a
+ *              file that was open at the fork: a program that it starts can.
  *   Signals    Bundled: a call that is interrupted by a signal goes on.
  *
  * Bundled: limits.
@@ -50,9 +51,9 @@
  *   Texts      An ED text is as long as the database takes, which is about a gigabyte.
  *   Rows       One call writes at most 16,777,216, which is 5.3 years in steps of 10 seconds: what
  *              goes beyond is taken for a mistake in a time range. A call is one transaction,
- *              whatever its size; it holds others up for about a second per million rows. A query
- *              of history has no such limit, but reads all of its range before it returns: very
- *              long ones are better asked for in parts.
+ *              whatever its size; other writers wait about a second per million rows. A query of
+ *              history has no such limit, but reads all of its range before it returns: ask for
+ *              very long ranges in parts.
  *   Points     Ids are counted up to 2,147,483,647 over the whole life of a store. One point has
  *              one value per second.
  *   Files      PATH, PATH-wal and PATH-shm are one store: they are moved, copied and removed
@@ -61,9 +62,9 @@
  *              On a local disk only, with a path of at most 504 bytes. A symbolic link is
  *              followed; a file with a second hard link is refused.
  *
- * Bundled: codes. Why a call failed is also said in one line on standard error. That line is all
- * there is where kelp2_init returns null, be it for -9, -13, -17 or another reason. After -2 and -12
- * the session is lost; after -3 from a server it can be, and kelp2_status tells.
+ * Bundled: codes. Why a call failed is also said in one line on standard error. Where
+ * kelp2_init returns null, for -9, -13, -17 or another reason, that line is all there is. After -2
+ * and -12 the session is lost; after -3 from a server it can be lost, and kelp2_status tells.
  *
  *    -1  invalid argument: a null handle or array, a negative count, an unknown code or kind
  *    -2  the session is lost: server stopped, file deleted or replaced, process forked
@@ -159,11 +160,11 @@ static_assert(offsetof(StatValue, stdev) == 56, "StatValue.stdev");
 /* ---- Connection, server time, databases ---- */
 
 /* Opens a session with the server at host and port, logged in as user. Null if none could be made.
- * Older sessions stay usable, whatever happened to them, and are still to be closed.
+ * Older sessions stay usable, whatever happened to them, and still have to be closed.
  *
  *   option      A set of bits for the library. Bundled: 8 does not wait until a write is on the
- *               disk; what such a session wrote last can be gone after a power failure, never what
- *               others wrote or the store itself. That the program ends or is killed costs nothing.
+ *               disk. After a power failure the last writes of such a session can be gone, but never
+ *               what others wrote, nor the store itself; nothing is lost if only the program dies.
  *               The other bits mean nothing.
  *   init_param  Bundled: how many seconds a call waits, for other writers of a file or for a silent
  *               server, before it fails; 30 is a good value. Over PostgreSQL, less than 1 is 1.
@@ -172,7 +173,7 @@ static_assert(offsetof(StatValue, stdev) == 56, "StatValue.stdev");
  *
  * Bundled: a host "file:PATH" is a store in that file, which is made if it is missing; port, user
  * and password are not used. Any other host is a PostgreSQL server, or several separated by commas,
- * and the first one that takes writes is used. A session that could not write is none. */
+ * and the first one that takes writes is used. Null if the session could not write. */
 ConnectionHandle kelp2_init(int32_t option, const char *host, int32_t port, int32_t init_param,
                             const char *user, const char *password, const char *buffer_route,
                             int32_t buffer_size);
@@ -260,16 +261,16 @@ int32_t kelp2_get_object_byname(ConnectionHandle connection, GroupHandle group,
 int32_t kelp2_get_child(ConnectionHandle connection, const char *full_name, int32_t *count,
                         ObjectHandle **list);
 
-/* The ids of the points that the group names. There are no entries: an unknown name has the id 0
- * with the bundled library, and whatever another one leaves there. */
+/* The ids of the points that the group names. There are no entries. Bundled: an unknown name has
+ * the id 0. Other libraries may leave anything there. */
 int32_t kelp2_get_id_byname(ConnectionHandle connection, GroupHandle group, int32_t *ids);
 
 int32_t kelp2_free_object(ObjectHandle object);
 
 /* ---- Current values, history and statistics ----
  *
- * Bundled: a point has one history. Every operation that writes values stores them there, whichever
- * it is, and a later write replaces an earlier one of the same point and time, also within a call.
+ * Bundled: a point has one history. Every operation that writes values stores them there, and a later
+ * write replaces an earlier one of the same point and time, also within a call.
  * What a call has acknowledged is read back at once by every session. */
 
 /* Sets the current value of each point, all at one time. Bundled: the latest call sets it, also one
@@ -301,10 +302,10 @@ int32_t kelp2_write_histroy_byname(ConnectionHandle connection, int32_t reserved
  * holds a value, the last one cut at the range's end; an interval of 0 or less is the whole range.
  *
  * Bundled: results are what was there at one moment of the query, whatever is written or deleted
- * afterwards, and need the session no more. For that the query reads everything that it asks for,
- * 16 bytes for a value and 64 for a row of statistics: up to 128 MB in memory, and what is longer in
- * a nameless file in TMPDIR or /var/tmp (-10 if there is no room). Both are given back with the last
- * result of the query. A server that distributes points has one moment for each of them. */
+ * afterwards, and no longer need the session. To that end the query reads all its rows before it
+ * returns, 16 bytes for a value and 64 for a row of statistics: up to 128 MB are kept in memory, more
+ * than that in a nameless file in TMPDIR or /var/tmp (-10 if there is no room). Releasing the last
+ * result of the query frees both. A server that distributes points has one moment for each point. */
 int32_t kelp2_get_history_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
                                const int32_t *modes, int32_t begin, int32_t end, int32_t interval,
                                ResultHandle *results, int32_t *errors);
@@ -317,7 +318,7 @@ int32_t kelp2_get_history_byname(ConnectionHandle connection, GroupHandle group,
 int32_t kelp2_num_rows(ResultHandle result);
 
 /* Deliver the next row of a result in the mode of that name, in the order of time, and move on.
- * Bundled: results may be read in turn in any order, at the same cost.
+ * Bundled: several results may be read in turn, in any order, at the same cost.
  * kelp2_fetch_stat_value returns 0 or 1 for a row delivered, any other value on failure. Bundled: 1
  * is the last row. After it, and in the other mode, a fetch fails. */
 int32_t kelp2_fetch_timed_value(ResultHandle result, int32_t *time, int16_t *status, double *value);
