@@ -39,10 +39,10 @@
  *              Different connections may be used at the same time.
  *   Processes  Bundled: a connection belongs to the process that made it. In a process that was
  *              forked afterwards, every call on the connection, or on a result made through it,
- *              fails as on a lost session: -2, null or no rows. Releasing them frees memory and does
- *              nothing else; objects, groups and the calendar work; the session of the first process
- *              goes on. A forked process may make a connection of its own to a server, but not to a
- *              file that was open at the fork: a program that it starts can.
+ *              fails as on a lost session: -2, null or no rows. Releasing them frees memory and
+ *              does nothing else; objects, groups and the calendar work; the session of the first
+ *              process goes on. A forked process may make a connection of its own to a server, but
+ *              not to a file that was open at the fork: a program that it starts can.
  *   Signals    Bundled: a call that is interrupted by a signal goes on.
  *
  * Bundled: limits.
@@ -163,9 +163,9 @@ static_assert(offsetof(StatValue, stdev) == 56, "StatValue.stdev");
  * Older sessions stay usable, whatever happened to them, and still have to be closed.
  *
  *   option      A set of bits for the library. Bundled: 8 does not wait until a write is on the
- *               disk. After a power failure the last writes of such a session can be gone, but never
- *               what others wrote, nor the store itself; nothing is lost if only the program dies.
- *               The other bits mean nothing.
+ *               disk. After a power failure the last writes of such a session can be gone, but
+ *               never what others wrote, nor the store itself; nothing is lost if only the program
+ *               dies. The other bits mean nothing.
  *   init_param  Bundled: how many seconds a call waits, for other writers of a file or for a silent
  *               server, before it fails; 30 is a good value. Over PostgreSQL, less than 1 is 1.
  *   buffer_*    Route and size in the library's own unit of its client-side buffer; "NULL" and 0
@@ -269,9 +269,9 @@ int32_t kelp2_free_object(ObjectHandle object);
 
 /* ---- Current values, history and statistics ----
  *
- * Bundled: a point has one history. Every operation that writes values stores them there, and a later
- * write replaces an earlier one of the same point and time, also within a call.
- * What a call has acknowledged is read back at once by every session. */
+ * Bundled: a point has one history. Every operation that writes values stores them there, and a
+ * later write replaces an earlier one of the same point and time, also within a call. What a call
+ * has acknowledged is read back at once by every session. */
 
 /* Sets the current value of each point, all at one time. Bundled: the latest call sets it, also one
  * with an older time. An entry below 0 is a point that failed. */
@@ -303,9 +303,10 @@ int32_t kelp2_write_histroy_byname(ConnectionHandle connection, int32_t reserved
  *
  * Bundled: results are what was there at one moment of the query, whatever is written or deleted
  * afterwards, and no longer need the session. To that end the query reads all its rows before it
- * returns, 16 bytes for a value and 64 for a row of statistics: up to 128 MB are kept in memory, more
- * than that in a nameless file in TMPDIR or /var/tmp (-10 if there is no room). Releasing the last
- * result of the query frees both. A server that distributes points has one moment for each point. */
+ * returns, 16 bytes for a value and 64 for a row of statistics: up to 128 MB are kept in memory,
+ * more than that in a nameless file in TMPDIR or /var/tmp (-10 if there is no room). Releasing the
+ * last result of the query frees both. A server that distributes points has one moment for each
+ * point. */
 int32_t kelp2_get_history_byid(ConnectionHandle connection, int32_t count, const int32_t *ids,
                                const int32_t *modes, int32_t begin, int32_t end, int32_t interval,
                                ResultHandle *results, int32_t *errors);
