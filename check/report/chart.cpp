@@ -2,90 +2,154 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "report/svg.h"
 
 namespace kelpcheck {
 
+namespace {
+
+// The smallest and the largest of the numbers that it was shown.
+struct Extent {
+  double low = std::numeric_limits<double>::max();
+  double high = std::numeric_limits<double>::lowest();
+
+  void include(double value) {
+    low = std::min(low, value);
+    high = std::max(high, value);
+  }
+  bool empty() const { return low > high; }
+};
+
+constexpr double kChartWidth = 960;
+
+// The chart of figures: names, then two columns with a logarithmic axis each.
+constexpr double kRowHeight = 17;
+constexpr double kTop = 42;
+constexpr double kNamesEnd = 180;
+constexpr double kTimesLeft = 190;
+constexpr double kTimesRight = 620;
+constexpr double kRatesLeft = 665;
+constexpr double kRatesRight = 940;
+
+std::string time_of_calls(const Figure &figure, const LogAxis &axis, double y) {
+  const double shortest = axis.at(static_cast<double>(figure.shortest));
+  const double longest = axis.at(static_cast<double>(figure.longest));
+  const double median = axis.at(figure.quantile(0.5));
+  const double most = axis.at(figure.quantile(0.95));
+  return line("range", shortest, y, longest, y) + bar("box", median, y - 3.5, most - median, 7) +
+         dot("median", median, y, 3.5);
+}
+
+std::string rate_of_rows(const Figure &figure, const LogAxis &axis, double y) {
+  const double rate = figure.rows_per_second();
+  const double x = axis.at(rate);
+  return bar("rate", kRatesLeft, y - 4, x - kRatesLeft, 8) +
+         label("tick", x + 5, y + 4, rate_text(rate));
+}
+
+// The chart of a block: values over time.
+constexpr double kLeft = 70;
+constexpr double kRight = 945;
+constexpr double kBlockTop = 12;
+constexpr double kBlockBottom = 250;
+
+class BlockAxes {
+ public:
+  explicit BlockAxes(const Plot &plot) {
+    include(plot.written_times, plot.written);
+    include(plot.read_times, plot.read);
+    if (values_.high == values_.low) values_.high = values_.low + 1;
+    if (times_.high == times_.low) times_.high = times_.low + 1;
+  }
+  bool empty() const { return values_.empty(); }
+  double x(double time) const {
+    const double share = (time - times_.low) / (times_.high - times_.low);
+    return kLeft + (kRight - kLeft) * share;
+  }
+  // Halves, as the distance between two doubles need not be one.
+  double y(double value) const {
+    const double share = (value / 2 - values_.low / 2) / (values_.high / 2 - values_.low / 2);
+    return kBlockBottom - (kBlockBottom - kBlockTop) * share;
+  }
+  std::string grid() const {
+    constexpr int lines = 4;
+    std::string content;
+    for (int i = 0; i <= lines; ++i) {
+      const double value = values_.low + (values_.high - values_.low) / lines * i;
+      const std::string sign = value < 0 ? "-" : "";
+      content += line("grid", kLeft, y(value), kRight, y(value));
+      content += label("tick end", kLeft - 8, y(value) + 4, sign + rate_text(std::abs(value)));
+    }
+    return content + label("tick", kLeft, kBlockBottom + 20, moment(times_.low)) +
+           label("tick end", kRight, kBlockBottom + 20, moment(times_.high));
+  }
+
+ private:
+  static std::string moment(double time) { return clock_text(static_cast<int64_t>(time)) + " UTC"; }
+  void include(const std::vector<int64_t> &times, const std::vector<double> &values) {
+    for (size_t i = 0; i < values.size(); ++i) {
+      if (!std::isfinite(values[i])) continue;
+      times_.include(static_cast<double>(times[i]));
+      values_.include(values[i]);
+    }
+  }
+
+  Extent times_, values_;
+};
+
+}  // namespace
+
 std::string figures_chart(const Figures &figures) {
-  constexpr double row_height = 17, top = 42, width = 960;
   std::vector<int> operations;
-  double shortest = 1e18, longest = 1, slowest = 1e18, fastest = 1;
+  Extent times, rates;
   for (int op = 0; op < kOperations; ++op) {
-    const Figure &f = figures.all[op];
-    if (f.calls == 0) continue;
+    const Figure &figure = figures.all[op];
+    if (figure.calls == 0) continue;
     operations.push_back(op);
-    shortest = std::min(shortest, double(f.shortest));
-    longest = std::max(longest, double(f.longest));
-    if (f.rows > 0) slowest = std::min(slowest, f.rows_per_second());
-    if (f.rows > 0) fastest = std::max(fastest, f.rows_per_second());
+    times.include(static_cast<double>(figure.shortest));
+    times.include(static_cast<double>(figure.longest));
+    if (figure.rows > 0) rates.include(figure.rows_per_second());
   }
   if (operations.empty()) return "";
-  const double bottom = top + row_height * static_cast<double>(operations.size());
-  const LogAxis time(shortest, longest, 190, 620);
-  const LogAxis rows(std::min(slowest, fastest), fastest, 665, 940);
-  std::string content =
-      label("head", 190, 14, "Time of a call") + label("head", 665, 14, "Rows per second");
-  content += time.grid(top, bottom, [](double ns) { return duration_text(ns); });
-  content += rows.grid(top, bottom, [](double n) { return rate_text(n); });
-  double y = top + row_height / 2;
+  if (rates.empty()) rates.include(1);
+  const double bottom = kTop + kRowHeight * static_cast<double>(operations.size());
+  const LogAxis time_axis(times.low, times.high, kTimesLeft, kTimesRight);
+  const LogAxis rate_axis(rates.low, rates.high, kRatesLeft, kRatesRight);
+  std::string content = label("head", kTimesLeft, 14, "Time of a call") +
+                        label("head", kRatesLeft, 14, "Rows per second");
+  content += time_axis.grid(kTop, bottom, [](double ns) { return duration_text(ns); });
+  content += rate_axis.grid(kTop, bottom, [](double rate) { return rate_text(rate); });
+  double y = kTop + kRowHeight / 2;
   for (const int op : operations) {
-    const Figure &f = figures.all[op];
-    const double median = time.at(f.quantile(0.5)), most = time.at(f.quantile(0.95));
-    content += label("name end", 180, y + 4, std::string(kOperationNames[op]).substr(6));
-    content += line("range", time.at(double(f.shortest)), y, time.at(double(f.longest)), y);
-    content += bar("box", median, y - 3.5, most - median, 7) + dot("median", median, y, 3.5);
-    if (f.rows > 0) {
-      const double x = rows.at(f.rows_per_second());
-      content += bar("rate", 665, y - 4, x - 665, 8) +
-                 label("tick", x + 5, y + 4, rate_text(f.rows_per_second()));
-    }
-    y += row_height;
+    const Figure &figure = figures.all[op];
+    const std::string name = kOperationNames[op];
+    content += label("name end", kNamesEnd, y + 4, name.substr(std::string("kelp2_").size()));
+    content += time_of_calls(figure, time_axis, y);
+    if (figure.rows > 0) content += rate_of_rows(figure, rate_axis, y);
+    y += kRowHeight;
   }
-  return svg(width, bottom + 6, "Time of a call and rows per second, by operation", content);
+  const std::string title = "Time of a call and rows per second, by operation";
+  return svg(kChartWidth, bottom + 6, title, content);
 }
 
 std::string block_chart(const Plot &plot) {
-  constexpr double left = 70, right = 945, top = 12, bottom = 250;
-  if (plot.written.empty()) return "";
-  double low = plot.written[0], high = low;
-  int64_t begin = plot.written_times[0], end = begin + 1;
-  const auto include = [&](const std::vector<int64_t> &times, const std::vector<double> &values) {
-    for (size_t i = 0; i < values.size(); ++i) {
-      if (!std::isfinite(values[i])) continue;
-      low = std::min(low, values[i]);
-      high = std::max(high, values[i]);
-      begin = std::min(begin, times[i]);
-      end = std::max(end, times[i]);
-    }
-  };
-  include(plot.written_times, plot.written);
-  include(plot.read_times, plot.read);
-  if (high == low) high = low + 1;
-  const auto x = [&](int64_t t) {
-    return left + (right - left) * double(t - begin) / double(end - begin);
-  };
-  const auto y = [&](double v) {
-    return bottom - (bottom - top) * (v / 2 - low / 2) / (high / 2 - low / 2);
-  };
-  std::string content, points;
-  for (int i = 0; i <= 4; ++i) {
-    const double value = low + (high - low) / 4 * i;
-    content += line("grid", left, y(value), right, y(value)) +
-               label("tick end", left - 8, y(value) + 4,
-                     rate_text(std::abs(value)).insert(0, value < 0 ? "-" : ""));
-  }
+  const BlockAxes axes(plot);
+  if (plot.written.empty() || axes.empty()) return "";
+  std::string points, dots;
   for (size_t i = 0; i < plot.written.size(); ++i) {
-    points += text(number(x(plot.written_times[i])), ",", number(y(plot.written[i])), " ");
+    const double x = axes.x(static_cast<double>(plot.written_times[i]));
+    points += number(x) + "," + number(axes.y(plot.written[i])) + " ";
   }
-  content += "<polyline class=\"written\" points=\"" + points + "\"/>";
   for (size_t i = 0; i < plot.read.size(); ++i) {
-    if (std::isfinite(plot.read[i]))
-      content += dot("read", x(plot.read_times[i]), y(plot.read[i]), 1.9);
+    if (!std::isfinite(plot.read[i])) continue;
+    const double x = axes.x(static_cast<double>(plot.read_times[i]));
+    dots += dot("read", x, axes.y(plot.read[i]), 1.9);
   }
-  content += label("tick", left, bottom + 20, clock_text(begin) + " UTC");
-  content += label("tick end", right, bottom + 20, clock_text(end) + " UTC");
-  return svg(960, bottom + 30, "A block of values as written and as read back", content);
+  const std::string curve = "<polyline class=\"written\" points=\"" + points + "\"/>";
+  return svg(kChartWidth, kBlockBottom + 30, "A block of values as written and as read back",
+             axes.grid() + curve + dots);
 }
 
 }  // namespace kelpcheck
