@@ -8,6 +8,7 @@
 #include "command_line.h"
 #include "report/files.h"
 #include "report/reports.h"
+#include "result/times.h"
 #include "supervisor.h"
 
 namespace kelpcheck {
@@ -54,7 +55,7 @@ class CheckCommand : public Command {
 void CheckCommand::add_options(CLI::App &app) {
   app.footer(
       "Exit status: 0 all passed, 1 not all passed, 2 wrong usage or report not written,\n"
-      "3 no connection.");
+      "3 no connection, 4 something that the verdict rests on could not be found out.");
   add_server_options(app, o_.server);
   add_extent(app);
   add_report_options(app, o_.reports);
@@ -72,6 +73,22 @@ void CheckCommand::add_extent(CLI::App &app) {
       ->group(group);
   app.add_option("--settle", o_.settle, "Seconds until what was acknowledged can be read")
       ->check(CLI::Range(0.0, 3600.0))
+      ->group(group);
+  app.add_option_function<std::string>(
+         "--begin",
+         [this](const std::string &date) {
+           const int64_t time = parse_date(date);
+           constexpr int64_t day = 86'400, latest = INT32_MAX - 400 * day;
+           if (time < 366 * day || time > latest) {
+             throw CLI::ValidationError("--begin", "must lie between 1971 and 2036");
+           }
+           o_.begin = static_cast<int32_t>(time);
+         },
+         "When the run's data begin: YYYYMMDDhhmmss or ISO 8601, UTC [20120831170000]")
+      ->group(group);
+  app.add_option("--expect", o_.expect,
+                 "Take for promises: bundled, the bundled library's habits; or a JSON report, "
+                 "those of that run")
       ->group(group);
   app.add_option("--only", o_.only, "Run only these checks: names, families, or with * and ?")
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)

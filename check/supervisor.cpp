@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "family_runner.h"
+#include "habits/expected.h"
 #include "result/evidence_json.h"
 
 namespace kelpcheck {
@@ -31,7 +32,10 @@ struct Supervisor::FamilyChild {
 };
 
 Supervisor::Supervisor(Run &run, const Plan &plan, Watcher watcher)
-    : run_(run), plan_(plan), watcher_(std::move(watcher)) {}
+    : run_(run),
+      plan_(plan),
+      watcher_(std::move(watcher)),
+      habits_(expected_habits(run.options.expect)) {}
 
 void Supervisor::work() {
   const int64_t start = now_ns();
@@ -174,7 +178,7 @@ void Supervisor::take_habit(const json &record) {
 }
 
 void Supervisor::tell_habits() {
-  run_.habits.clear();
+  if (run_.connected) habits_.read(Question::waiting, Answer::at_once, {"all readings", "at once"});
   for (const QuestionEntry &entry : all_questions()) {
     const Answers left = habits_.left(entry.question);
     const std::string &unknown = habits_.unknown(entry.question);
@@ -189,6 +193,10 @@ void Supervisor::tell_habits() {
                   : left == Answers::one_of(left)  ? "known"
                                                    : "open";
     habit.differs = habits_.asked(entry.question) && !left.has(entry.bundled());
+    if (habit.state != "not asked") {
+      const std::string bundled = text(" (bundled: ", habit.bundled, ")");
+      add_finding({habit.question, habit.answer + (habit.differs ? bundled : "")});
+    }
     run_.habits.push_back(std::move(habit));
   }
   if (habits_.longest_wait > 0) {

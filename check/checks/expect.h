@@ -2,12 +2,14 @@
 #pragma once
 
 #include "checks/families.h"
+#include "checks/settle.h"
 #include "probe/window.h"
 
 namespace kelpcheck {
 
-// Compares the fields that both kinds of objects have, and those that nodes or points have.
-void expect_fields(Evidence &e, Object object, const Fields &want, bool node,
+// Compares the fields that both kinds of objects have, and those that nodes or points have; those
+// whose meaning is the server's only where it is known to keep every value of them.
+void expect_fields(Bed &bed, Evidence &e, Object object, const Fields &want, bool node,
                    const std::string &name);
 
 // The entries must be 0.
@@ -20,7 +22,7 @@ void expect_sample(Evidence &e, const Sample &want, const Sample &have, Where &&
   e.equal(want.value, have.value, [&] { return "value of " + where(); });
 }
 
-// A row of a window, written to all points at one time.
+// A row of a window, written to all points at one time. The row before it was there before.
 struct Moment {
   const Window &window;
   int64_t row;
@@ -28,9 +30,9 @@ struct Moment {
   bool with_times;  // whether readings have their times
 };
 
-// Compares what was read of these points with that moment.
-void expect_readings(Bed &bed, const Readings &have, const std::vector<size_t> &order,
-                     const Moment &moment);
+// Reads until these points have what they had at that moment.
+void expect_readings(Bed &bed, const std::function<Readings()> &read,
+                     const std::vector<size_t> &order, const Moment &moment);
 
 // Rows [first, last) of a point.
 struct Stretch {
@@ -39,8 +41,9 @@ struct Stretch {
   int64_t first, last;
 };
 
-// Compares one result of a query with them.
-void expect_rows(Bed &bed, const History &history, size_t result, const Stretch &want);
+// Compares one result of a query with them. A row that is missing may still come.
+Seen compare_rows(Bed &bed, Evidence &e, const History &history, size_t result,
+                  const Stretch &want);
 // Reads a window of these points and compares it.
 void expect_history(Bed &bed, bool by_name, const Window &window,
                     const std::vector<size_t> &points);

@@ -25,10 +25,14 @@ Readings read(Bed &bed, Way way, const Who &who, int32_t time) {
   return way == Way::current ? bed.session->values(who) : bed.session->snap(who, time);
 }
 
-int32_t first_time(Bed &bed, Way way, const Window &window) {
-  constexpr int32_t margin = 60;
+// Each check's current values are later than those of the checks before it.
+enum Turn { kById, kByName, kAgain, kExtreme, kTurns };
+
+int32_t first_time(Bed &bed, Way way, const Window &window, Turn turn) {
+  constexpr int32_t margin = 60, apart = 20;
   if (way == Way::snapshot) return window.begin;
-  return bed.session->time() - static_cast<int32_t>(window.rows) - margin;
+  return bed.session->time() - margin -
+         (kTurns - turn) * (std::max(1, bed.c.options.samples / 10) + apart);
 }
 
 // They are read in another order than they were written in, two points twice.
@@ -37,7 +41,7 @@ void roundtrip(Bed &bed) {
   const int32_t samples = bed.c.options.samples;
   const Window window(bed, by_name,
                       way == Way::snapshot ? (samples + 1) / 2 : std::max(1, samples / 10));
-  const int32_t start = first_time(bed, way, window);
+  const int32_t start = first_time(bed, way, window, by_name ? kByName : kById);
   const auto written = shuffled(bed.points());
   std::vector<size_t> order = in_order(bed.points());
   std::reverse(order.begin(), order.end());
@@ -46,7 +50,7 @@ void roundtrip(Bed &bed) {
   const Who who = bed.who(by_name, order);
   const auto read_row = [&](int64_t row) {
     const int32_t time = start + static_cast<int32_t>(row);
-    expect_readings(bed, read(bed, way, who, time), order,
+    expect_readings(bed, [&] { return read(bed, way, who, time); }, order,
                     {window, row, time, way == Way::current});
   };
   for (int64_t row = 0; row < window.rows; ++row) {
@@ -62,37 +66,49 @@ void roundtrip(Bed &bed) {
 template <Way way>
 void again(Bed &bed) {
   const Window old(bed, 2, 1), fresh(bed, 3, 1);
-  const int32_t time = first_time(bed, way, old);
+  const int32_t time = first_time(bed, way, old, kAgain);
   const int32_t second = way == Way::current ? time + 1 : time;
+  const bool by_time = way == Way::current;
   std::vector<size_t> some, others;
   for (size_t i = 0; i < bed.points(); ++i) (i % 2 == 0 ? some : others).push_back(i);
+  const auto read_of = [&](bool by_name, const std::vector<size_t> &points) {
+    return [&bed, by_name, points, time] { return read(bed, way, bed.who(by_name, points), time); };
+  };
   write(bed, way, in_order(bed.points()), time, old.across(in_order(bed.points()), 0));
+  expect_readings(bed, read_of(false, some), some, {old, 0, time, by_time});
+  if (way == Way::snapshot) bed.c.need(Question::second_snapshot);
+  const Habits &habits = bed.c.habits;
+  if (way == Way::snapshot && habits.is(Question::second_snapshot, Answer::refused)) {
+    throw Moot("a second snapshot at the same time is refused");
+  }
   write(bed, way, some, second, fresh.across(some, 0));
-  const Readings have = read(bed, way, bed.who(false, some), second);
-  const bool replaced = way == Way::current || have.statuses[0] == fresh.at(0, 0).status;
-  expect_readings(bed, have, some, {replaced ? fresh : old, 0, second, way == Way::current});
-  expect_readings(bed, read(bed, way, bed.who(true, others), time), others,
-                  {old, 0, time, way == Way::current});
-  if (way == Way::current) return;
-  bed.c.finding("A second snapshot at the same time",
-                replaced ? "replaces the first" : "is ignored");
+  const bool replaced = by_time || habits.is(Question::second_snapshot, Answer::replaces);
+  const bool stays = habits.is(Question::second_snapshot, Answer::ignored);
+  if (replaced || stays) {
+    const auto second_read = [&] { return read(bed, way, bed.who(false, some), second); };
+    expect_readings(bed, second_read, some, {replaced ? fresh : old, 0, second, by_time});
+  }
+  expect_readings(bed, read_of(true, others), others, {old, 0, time, by_time});
 }
 
 template <Way way>
 void extremes(Bed &bed) {
   const Window window(bed, 4, 1);
   const auto all = in_order(bed.points());
+  const int32_t first = first_time(bed, way, window, kExtreme);
   for (size_t i = 0; i < kExtremes; ++i) {
-    const int32_t time = first_time(bed, way, window) + static_cast<int32_t>(i);
+    const int32_t time = first + static_cast<int32_t>(i);
     Columns rows;
     for (const size_t point : all) rows.add(extreme(bed.kind(point), i, time));
     write(bed, way, all, time, rows);
-    const Readings have = read(bed, way, bed.ids, time);
-    for (const size_t point : all) {
-      Sample want = extreme(bed.kind(point), i, time);
-      if (way == Way::snapshot) want.time = have.times[point];
-      expect_sample(bed.c.evidence, want, have[point], [&] { return bed.described(point); });
-    }
+    settle_equal(bed, [&](Evidence &e) {
+      const Readings have = read(bed, way, bed.ids, time);
+      for (const size_t point : all) {
+        Sample want = extreme(bed.kind(point), i, time);
+        if (way == Way::snapshot) want.time = have.times[point];
+        expect_sample(e, want, have[point], [&] { return bed.described(point); });
+      }
+    });
   }
 }
 

@@ -182,7 +182,7 @@ Family sweep_values_family() {
             "Every kind keeps all its values, and every status, written to history.", history},
            {"sweep.values.cache", "The same of cached rows that become history.", cache},
            {"sweep.values.moments", "The same of current values and of snapshots.", moments},
-           {"sweep.values.unusual",
+           {"server.numbers",
             "Values that a kind need not hold are kept, changed or refused, each time alike.",
             unusual}}};
 }

@@ -40,6 +40,11 @@ const Known kAreas = {
 
 std::vector<QuestionEntry> values_and_times() {
   return {
+      {Q::waiting,
+       "waiting",
+       "What was acknowledged can be read",
+       true,
+       {{A::at_once, "at once"}, {A::inside_settle, "within --settle"}}},
       {Q::range_end,
        "range.end",
        "The end of a range is",

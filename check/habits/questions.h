@@ -11,6 +11,7 @@
 namespace kelpcheck {
 
 enum class Question {
+  waiting,
   range_end,
   second_value,
   second_in_call,
@@ -140,6 +141,7 @@ enum class Answer {
   failed_call,
   other,
   left_out,
+  inside_settle,
   count,
 };
 static_assert(static_cast<int>(Answer::count) <= 64);

@@ -54,18 +54,18 @@ Bed::Bed(CheckContext &c_, Tree tree, int32_t first_node)
   names.resize(few ? kFewPoints : static_cast<size_t>(o.points));
   for (size_t i = 0; i < points(); ++i) names[i] = full(node_of(i)) + "." + numbered("P", 5, i + 1);
   if (tree != Tree::found) make();
-  await();
+  await(names);
   ids = session->ids(names);
 }
 
-// Lets the points be found by their names, which a server may take a while for.
-void Bed::await() const {
+// Lets points be found by their names, which a server may take a while for.
+void Bed::await(const Names &wanted) const {
   const int64_t start = now_ns();
   for (double pause = 0.005;; pause *= 1.6) {
-    const Objects objects = session->objects(names);
+    const Objects objects = session->objects(wanted);
     size_t found = 0;
-    while (found < names.size() && objects.errors[found] == 0) ++found;
-    if (found == names.size() || seconds_since(start) > c.options.settle) break;
+    while (found < wanted.size() && objects.errors[found] == 0) ++found;
+    if (found == wanted.size() || seconds_since(start) > c.options.settle) break;
     std::this_thread::sleep_for(std::chrono::duration<double>(std::min(pause, 0.5)));
   }
 }
@@ -125,7 +125,9 @@ int32_t Bed::add_point(const std::string &node, const std::string &name, int32_t
     throw CallFailed(text("kelp2_modify_object did not insert ", name, ": gave ", done.count,
                           ", entry ", done.errors[0]));
   }
-  return session->ids({full(node) + "." + name})[0];
+  const std::string full_name = full(node) + "." + name;
+  await({full_name});
+  return session->ids({full_name})[0];
 }
 
 }  // namespace kelpcheck

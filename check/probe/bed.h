@@ -39,7 +39,7 @@ class Bed {
 
  private:
   void make();
-  void await() const;
+  void await(const Names &wanted) const;
 };
 
 // 0, 1, 2, ... or the same shuffled, the same way each time.

@@ -54,6 +54,8 @@ void CheckContext::need(Question question) const {
 }
 
 void CheckContext::waited(double seconds) {
+  read(Question::waiting, Answer::inside_settle, "waiting for something acknowledged",
+       duration_text(seconds * 1e9));
   if (seconds <= habits.longest_wait) return;
   habits.longest_wait = seconds;
   send({{"waited", seconds}});

@@ -13,11 +13,15 @@ constexpr int kFormVersion = 1;
 
 ordered_json options_of(const CheckOptions &o) {
   const ServerOptions &s = o.server;
-  return {{"host", s.host},         {"port", s.port},       {"user", s.user},
-          {"option", s.option},     {"route", s.route},     {"size", s.size},
-          {"database", s.database}, {"points", o.points},   {"nodes", o.nodes},
-          {"samples", o.samples},   {"timeout", s.timeout}, {"max_skew", o.max_skew},
-          {"only", o.only},         {"skip", o.skip},       {"prefix", s.prefix},
+  return {{"host", s.host},         {"port", s.port},
+          {"user", s.user},         {"option", s.option},
+          {"route", s.route},       {"size", s.size},
+          {"database", s.database}, {"points", o.points},
+          {"nodes", o.nodes},       {"samples", o.samples},
+          {"timeout", s.timeout},   {"max_skew", o.max_skew},
+          {"settle", o.settle},     {"begin", clock_text(o.begin)},
+          {"expect", o.expect},     {"only", o.only},
+          {"skip", o.skip},         {"prefix", s.prefix},
           {"keep", o.keep}};
 }
 
@@ -75,6 +79,16 @@ std::string json_report(const Run &run) {
                       {"checks", ordered_json::array()},
                       {"findings", ordered_json::array()}};
   for (const CheckResult &result : run.results) report["checks"].push_back(check_of(result));
+  report["habits"] = ordered_json::array();
+  for (const Habit &habit : run.habits) {
+    report["habits"].push_back({{"code", habit.code},
+                                {"question", habit.question},
+                                {"constant", habit.constant},
+                                {"state", habit.state},
+                                {"answer", habit.answer},
+                                {"bundled", habit.bundled},
+                                {"differs", habit.differs}});
+  }
   for (const auto &[question, answer] : run.findings) {
     report["findings"].push_back({{"question", question}, {"answer", answer}});
   }

@@ -64,7 +64,8 @@ void TextReport::check_ended(const CheckResult &result) {
   out_ << coloured(colour_of(result.verdict),
                    result.verdict == Verdict::failed ? upper(verdict) : verdict)
        << std::string(9 - verdict.size(), ' ') << std::left << std::setw(28) << result.name;
-  if (result.verdict == Verdict::not_run) {
+  const bool ran = result.verdict == Verdict::passed || result.verdict == Verdict::failed;
+  if (!ran) {
     out_ << printable(result.reason) << "\n" << std::flush;
     return;
   }
@@ -124,6 +125,9 @@ void TextReport::end() {
     }
     out_ << '\n';
   }
+  const std::vector<std::string> unusual = run_.unusual();
+  if (!unusual.empty()) out_ << "Unlike the bundled library\n";
+  for (const std::string &line : unusual) out_ << "  " << printable(line) << '\n';
   const std::string verdict = run_.verdict();
   out_ << coloured(verdict == "passed" ? kGreen : kRed, upper(verdict)) << ": " << run_.summary()
        << '\n'

@@ -66,6 +66,8 @@ std::string Run::summary() const {
   }
   if (results.size() < checks_in_all)
     line += text(" (", checks_in_all - results.size(), " left out)");
+  const size_t differing = unusual().size();
+  if (differing > 0) line += text(", ", differing, " habits unlike the bundled library's");
   return line + ", in " + duration_text(seconds * 1e9);
 }
 

@@ -126,7 +126,8 @@ struct FaultRun {
       : fault(fault_),
         check(check_),
         process(command("file:" + folder.path("store"),
-                        {"--points=12", "--samples=20", "--timeout=0.5", "--settle=0.3", "--only",
+                        {"--points=12", "--samples=20", "--timeout=0.5", "--settle=0.3",
+                         "--expect=bundled", "--only",
                          check.starts_with("run.") ? "connection.status" : check}),
                 with_fault(fault)) {}
 
