@@ -10,10 +10,12 @@
 #include <vector>
 
 #include "store/history.h"
+#include "store/process.h"
 #include "store/store.h"
 
 struct kelp2_connection {
   std::unique_ptr<kelp::Store> store;
+  kelp::OwningProcess process = {};
 };
 
 struct kelp2_group {
@@ -29,6 +31,7 @@ struct kelp2_result {
   std::shared_ptr<const kelp::HistoryRows> rows;  // shared with the other results of the query
   size_t point;                                   // its position in the query
   int64_t next = 0;                               // row
+  kelp::OwningProcess process = {};
 };
 
 namespace kelp {
@@ -85,6 +88,7 @@ inline const std::vector<std::string> &names_of(GroupHandle group) {
 // The store behind a connection.
 inline Store &store_of(ConnectionHandle connection) {
   if (connection == nullptr) throw Failure(kLost);
+  connection->process.require_current();
   return *connection->store;
 }
 

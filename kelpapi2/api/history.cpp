@@ -41,6 +41,7 @@ int32_t query(ConnectionHandle connection, std::span<const int32_t> ids, const i
 // The next row of a result that is read in this mode.
 template <typename Row>
 Row next_row(kelp2_result &result, HistoryMode mode) {
+  result.process.require_current();
   const HistoryRows &rows = *result.rows;
   const bool any = rows.mode(result.point) == mode && result.next < rows.count(result.point);
   if (!any) throw Failure(kEndOfRows);
@@ -72,7 +73,7 @@ int32_t kelp2_get_history_byname(ConnectionHandle connection, GroupHandle group,
 }
 
 int32_t kelp2_num_rows(ResultHandle result) {
-  if (result == nullptr) return 0;
+  if (result == nullptr || !result->process.is_current()) return 0;
   constexpr int64_t most = std::numeric_limits<int32_t>::max();
   return static_cast<int32_t>(std::min(result->rows->count(result->point), most));
 }

@@ -9,18 +9,15 @@
 #include <memory>
 #include <string>
 
+#include "store/process.h"
 #include "store/store.h"
 
 namespace kelp::postgres {
 
 using Clock = std::chrono::steady_clock;
 
-struct ConnectionCloser {
-  void operator()(PGconn *connection) const { PQfinish(connection); }
-};
-
 struct Connection {
-  std::unique_ptr<PGconn, ConnectionCloser> handle;
+  std::unique_ptr<PGconn, OwnersRelease<PQfinish>> handle;
   std::string server;  // names the server in failures
 };
 

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "sqlite/turns.h"
+#include "store/process.h"
 #include "store/result_code.h"
 
 namespace kelp::sqlite {
@@ -46,15 +47,12 @@ class Statement {
 
  private:
   friend class Database;
-  struct Finalizer {
-    void operator()(sqlite3_stmt *statement) const { sqlite3_finalize(statement); }
-  };
   Statement(class Database &database, sqlite3_stmt *handle)
       : database_(&database), handle_(handle) {}
   void check(int result) const;
 
   Database *database_;
-  std::unique_ptr<sqlite3_stmt, Finalizer> handle_;
+  std::unique_ptr<sqlite3_stmt, OwnersRelease<sqlite3_finalize>> handle_;
 };
 
 class Database {
@@ -106,9 +104,6 @@ class Database {
   [[noreturn]] void fail(ResultCode code, const std::string &cause) const;
 
  private:
-  struct Closer {
-    void operator()(sqlite3 *database) const { sqlite3_close_v2(database); }
-  };
   static int wait_for_lock(void *self, int attempt);
   static int after_commit(void *self, sqlite3 *handle, const char *name, int log_pages);
   void begin_log_anew(int log_pages);
@@ -118,7 +113,7 @@ class Database {
   std::chrono::steady_clock::time_point wait_began_;
   Turns turns_;
   int long_log_;  // pages from which on the log is too long
-  std::unique_ptr<sqlite3, Closer> handle_;
+  std::unique_ptr<sqlite3, OwnersRelease<sqlite3_close_v2>> handle_;
   std::unordered_map<std::string, Statement> statements_;
 };
 

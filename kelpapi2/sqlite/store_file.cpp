@@ -4,9 +4,9 @@
 
 #include <chrono>
 #include <filesystem>
-#include <map>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include "sqlite/schema.h"
 
@@ -14,33 +14,48 @@ namespace kelp::sqlite {
 
 namespace {
 
-// The stores that this process has open. All its connections to one file share what SQLite keeps in
-// memory of it, so that one whose files were removed would spoil every other.
+// The stores that this process has open, or had when it was forked. All its connections to one file
+// share what SQLite keeps in memory of it: one whose files were removed would spoil every other,
+// and so would one of before the fork, with locks that this process does not have.
 class OpenFiles {
  public:
-  // Throws kLost if the file is open here with other companions than those that are there now.
+  // Throws kLost if the file is open here with other companions than those that are there now, or
+  // was when this process was forked.
   void check(const std::string &path) {
     const StoreFiles now(path);
     const std::lock_guard lock(mutex_);
-    for (const auto &[owner, files] : files_) {
-      if (files.file != now.file || files == now) continue;
+    for (const auto &[user, files, process] : files_) {
+      if (files.file != now.file) continue;
+      if (!process.is_current()) {
+        throw Failure(kLost, "store " + path +
+                                 ": this process was forked while it was open, and cannot use it;"
+                                 " a program that it starts can");
+      }
+      if (files == now) continue;
       throw Failure(kLost, "store " + path +
                                ": this program has it open since before its -wal or"
                                " -shm was removed, and must use or close that connection first");
     }
   }
-  void add(const StoreFile *owner, const StoreFiles &files) {
+  void add(const StoreFile *user, const StoreFiles &files) {
     const std::lock_guard lock(mutex_);
-    files_.emplace(owner, files);
+    files_.push_back({user, files});
   }
-  void remove(const StoreFile *owner) {
+  void remove(const StoreFile *user) {
     const std::lock_guard lock(mutex_);
-    files_.erase(owner);
+    std::erase_if(files_, [user](const OpenFile &file) {
+      return file.user == user && file.process.is_current();
+    });
   }
 
  private:
+  struct OpenFile {
+    const StoreFile *user;
+    StoreFiles files;
+    OwningProcess process = {};
+  };
   std::mutex mutex_;
-  std::map<const StoreFile *, StoreFiles> files_;
+  std::vector<OpenFile> files_;
 };
 
 OpenFiles open_files;
@@ -77,6 +92,7 @@ StoreFile::StoreFile(const std::string &given, int wait_seconds, bool lazy_commi
 }
 
 StoreFile::~StoreFile() {
+  if (!process_.is_current()) return;
   open_files.remove(this);
   if (database_->is_open() && !in_place()) database_->let_go();
 }

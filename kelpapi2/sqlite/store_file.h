@@ -35,6 +35,7 @@ class StoreFile {
 
   std::unique_ptr<Database> database_;
   StoreFiles files_;
+  OwningProcess process_;
 };
 
 }  // namespace kelp::sqlite
