@@ -10,6 +10,8 @@
 #                                        nothing, against a run over a SQLite file
 #   bench/run.sh steady                  an hour of calls once a second, in a row, on a store of
 #                                        10 million samples: 1000 points, and 400 calls of 100,000
+#   bench/run.sh backlog                 calls and queries that meet samples which wait to be merged:
+#                                        170,000 beside a million, 4 million, 25 million
 #   bench/run.sh scale                   ten times the points, over a SQLite file
 #
 # ROUNDS (5) is how often each program runs, KELPTEST_BENCH_DIR (/var/tmp) where they store.
@@ -35,7 +37,7 @@ case $what in
   sqlite | postgres) size=${*:--N10 -X1000} ;;
   delay) size=${*:--N10 -X100} ;;
   own) size=${*:--N10 -X10000} ;;
-  scale | steady) ;;
+  scale | steady | backlog) ;;
   *) sed -n '2,/^set/{/^#/s/^# \{0,1\}//p}' "$0"; exit 2 ;;
 esac
 (cd "$root" && cmake --preset bench && cmake --build --preset bench -j"$(nproc)") >/dev/null
@@ -61,6 +63,11 @@ case $what in
     for run in "1000 3600" "100000 400"; do
       eval "$fresh"
       eval "$build/bench/steady $store $run"
+    done ;;
+  backlog)
+    for run in "1000 170 samples=1000000" "100000 40" "100000 255"; do
+      eval "$fresh"
+      eval "$build/bench/backlog $store $run"
     done ;;
   postgres | delay)
     server start

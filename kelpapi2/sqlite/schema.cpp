@@ -76,7 +76,8 @@ CREATE TABLE IF NOT EXISTS deleted_point (  -- points that are gone, of which th
 
 // Where a query asks for one point, SQLite finds its bucket by the last condition of staged_sample,
 // and the window's sorting is left to the buckets that need it: the backlog is neither read nor
-// sorted as a whole. The JSON text -0 is an integer for SQLite, and would be 0.0.
+// sorted as a whole. (NOT IN would look for NULLs among all that is staged, for every row.) The
+// JSON text -0 is an integer for SQLite, and would be 0.0.
 constexpr const char *kViews = R"sql(
 CREATE VIEW staged_sample AS  -- of the points that exist; also what was replaced by later ones
   WITH RECURSIVE place (n) AS (
@@ -102,7 +103,8 @@ CREATE VIEW sample AS  -- all samples: of a point and a time the one that was wr
    WHERE object.kind >= {first_point_kind}
      AND (coalesce(backlog.next_block, 0) = 0
           OR merged.time NOT BETWEEN backlog.first_time AND backlog.last_time
-          OR (merged.point_id, merged.time) NOT IN (SELECT point_id, time FROM staged_sample))
+          OR CASE WHEN (merged.point_id, merged.time) IN (SELECT point_id, time FROM staged_sample)
+                  THEN 0 ELSE 1 END)
   UNION ALL
   SELECT point_id, time, status, value FROM staged_sample WHERE overlaps = 0
   UNION ALL

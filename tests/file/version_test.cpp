@@ -11,10 +11,11 @@ namespace kelptest {
 
 class Version : public FileTest {
  protected:
-  void SetUp() override {
+  void SetUp() override { load(VERSION_1, store_); }
+  static void load(const char *file, const std::string &store) {
     std::ostringstream script;
-    script << std::ifstream(VERSION_1).rdbuf();
-    sql(store_, script.str());
+    script << std::ifstream(file).rdbuf();
+    sql(store, script.str());
   }
 };
 
@@ -30,6 +31,32 @@ TEST_F(Version, AStoreOfVersion1KeepsAllAndTheLaterSampleWins) {
   EXPECT_EQ(sql(store_, "SELECT count(*), sum(time = 30) FROM sample WHERE point_id < 6"),
             Lines{"5|3"});
   expect_intact();
+}
+
+// Tables change and no sample is touched: the store keeps all, and what a program of version 1.1
+// asks for first, with every call on values and every deletion, is not there any more.
+TEST_F(Version, AStoreOfVersion2KeepsAllAndItsProgramsFailWithoutHarm) {
+  const std::string store = folder_.path("version 2");
+  load(VERSION_2, store);
+  const Connection connection({"file:" + store});
+  ASSERT_TRUE(connection.open());
+  EXPECT_EQ(connection.history(3),
+            (Rows{{40, 0, 4.5}, {50, 0, 7.5}, {60, 0, 6.5}, {200, 0, -0.0}}));
+  EXPECT_EQ(connection.history(4), (Rows{{50, 0, -0.0}, {200, 1, NAN}}));
+  EXPECT_EQ(connection.history(5), (Rows{{50, 0, 0.0}, {200, -2, HUGE_VAL}}));
+  EXPECT_EQ(connection.current({3, 4, 5, 6}),
+            (Readings{Row{200, 0, -0.0}, Row{200, 1, NAN}, Row{200, -2, HUGE_VAL}, {}}));
+  EXPECT_EQ(connection.snapshot({4, 5}, 199), (Readings{Row{199, 0, -0.0}, Row{199, 0, 0.0}}));
+  EXPECT_EQ(sql(store, "SELECT point_id, count(*) FROM sample GROUP BY point_id"),
+            (Lines{"3|4", "4|2", "5|2"}));
+  EXPECT_EQ(sql(store, "SELECT count(*) FROM current_value"), Lines{"3"});
+  EXPECT_EQ(first_failure(connection.write_value({3}, {{1, 0, 1.5}})), 0);
+  EXPECT_EQ(sql(store, "SELECT count(*) FROM merged_sample WHERE point_id = 6"), Lines{"0"});
+  for (const char *statement : {"SELECT blocks FROM bucket WHERE id = 0",
+                                "INSERT INTO erased_point (point_id) VALUES (3)"}) {
+    EXPECT_TRUE(sql(store, statement)[0].starts_with("no such table")) << statement;
+  }
+  EXPECT_EQ(sql(store, "PRAGMA integrity_check"), Lines{"ok"});
 }
 
 // Whoever comes next goes on where a program was killed that brought the store up to date.
