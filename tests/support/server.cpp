@@ -95,6 +95,12 @@ bool Server::available() {
   return !program_folder().empty() && (geteuid() != 0 || server_user() != nullptr);
 }
 
+bool Server::has_extension(const std::string &name) {
+  std::string shared = run({program_folder() + "/pg_config", "--sharedir"});
+  shared.erase(shared.find_last_not_of('\n') + 1);
+  return fs::exists(shared + "/extension/" + name + ".control");
+}
+
 void Server::give_to_server(const std::string &folder) {
   const passwd *user = server_user();
   if (user && chown(folder.c_str(), user->pw_uid, user->pw_gid) != 0) {
@@ -102,7 +108,8 @@ void Server::give_to_server(const std::string &folder) {
   }
 }
 
-Server::Server() : host_("127.0.0.1"), port_(free_port()) {
+Server::Server(const std::vector<std::string> &settings)
+    : host_("127.0.0.1"), port_(free_port()), settings_(settings) {
   run({"cp", "-a", cluster_template(), folder_.path("data")});
   give_to_server(folder_.path());
   start();
@@ -120,9 +127,20 @@ Server::Server(const Server &primary, Standby) : host_("127.0.0.2"), port_(prima
 Server::~Server() { kill_hard(); }
 
 void Server::start() {
-  postmaster_ = std::make_unique<Process>(as_server(
-      folder_.path(), {"postgres", "-D", folder_.path("data"), "-p", std::to_string(port_), "-c",
-                       "listen_addresses=" + host_, "-k", folder_.path()}));
+  Command command{"postgres",
+                  "-D",
+                  folder_.path("data"),
+                  "-p",
+                  std::to_string(port_),
+                  "-c",
+                  "listen_addresses=" + host_,
+                  "-k",
+                  folder_.path()};
+  for (const std::string &setting : settings_) {
+    command.push_back("-c");
+    command.push_back(setting);
+  }
+  postmaster_ = std::make_unique<Process>(as_server(folder_.path(), command));
   const bool started = wait_for(30s, [&] { return postmaster_->wait(0s) || ready(); }) && ready();
   if (!started) throw std::runtime_error("PostgreSQL does not start: " + postmaster_->errors());
 }

@@ -21,8 +21,12 @@ class Server {
   // Puts a folder into the hands of that user.
   static void give_to_server(const std::string &folder);
 
-  // An empty server with the one login user(), which owns the database of that name.
-  Server();
+  // Whether an extension is installed beside it.
+  static bool has_extension(const std::string &name);
+
+  // An empty server with the one login user(), which owns the database of that name; each of the
+  // settings is NAME=VALUE.
+  explicit Server(const std::vector<std::string> &settings = {});
   // A standby that follows the primary, on another address and the same port.
   struct Standby {};
   Server(const Server &primary, Standby);
@@ -32,6 +36,8 @@ class Server {
 
   const std::string &host() const { return host_; }
   int port() const { return port_; }
+  // Where it listens for clients on this machine, which need no password.
+  std::string socket_folder() const { return folder_.path(); }
   std::string user() const { return "tov"; }
   std::string password() const { return "riverbank"; }
 
@@ -62,6 +68,7 @@ class Server {
   TempFolder folder_;
   std::string host_;
   int port_;
+  std::vector<std::string> settings_;
   std::unique_ptr<Process> postmaster_;
   int logins_ = 0;
 };
