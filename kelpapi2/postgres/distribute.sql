@@ -3,6 +3,8 @@
 --
 --   psql -h COORDINATOR -p PORT -U USER -v ON_ERROR_STOP=1 -v shards=8 -f distribute.sql
 --
+-- Programs connect to the coordinator too: a worker takes values and makes no objects.
+--
 -- It asks for the extension and for workers, which an administrator provides in the database of the
 -- store: CREATE EXTENSION citus; SELECT citus_add_node('WORKER', PORT).
 --

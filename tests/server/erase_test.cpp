@@ -98,6 +98,7 @@ TEST_F(Erase, ClearingUpWaitsForNobody) {
       5s, [&] { return sql("SELECT count(*) FROM pg_locks WHERE mode = 'ShareLock'") != "0"; }));
   EXPECT_LT(seconds([&] { EXPECT_EQ(erase_all(connection, names_of(3)), Codes(3, 0)); }), 1.5);
   EXPECT_EQ(samples(), "30");
+  EXPECT_EQ(sql("SELECT count(*) FROM kelp.sample JOIN kelp.object ON object.id = point_id"), "0");
   holder.join();
   EXPECT_TRUE(Connection(login_).open());
   EXPECT_EQ(samples(), "0");

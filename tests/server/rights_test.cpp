@@ -115,8 +115,11 @@ TEST_F(Rights, ATreeThatMayNotBeChangedIsRefusedByName) {
     grant(right);
   }
   EXPECT_EQ(connection.children("W3.N"), (Names{"P0", "P1", "P2"}));
+  grant("DELETE ON kelp.sample, kelp.current_value, kelp.erased_point");
+  EXPECT_EQ(write(connection, ids_, 1), 0);
   EXPECT_EQ(cases[0].call(), 0);
   EXPECT_EQ(cases[1].call(), 0);
+  EXPECT_EQ(sql("SELECT count(*) FROM kelp.sample"), "2");
 }
 
 }  // namespace kelptest
