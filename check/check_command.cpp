@@ -103,17 +103,18 @@ void CheckCommand::add_extent(CLI::App &app) {
 }
 
 void CheckCommand::judge(Run &run, const Plan &plan, std::ostream &out) const {
-  TextReport report(run, out, isatty(o_.reports.on_stdout() ? STDERR_FILENO : STDOUT_FILENO) == 1);
-  std::map<std::string, int> weights;
+  std::map<std::string, double> weights;
   for (const Family &family : plan.families) {
     for (const Check &check : family.checks) weights[check.name] = check.weight;
   }
+  const int columns = columns_of(o_.reports.on_stdout() ? STDERR_FILENO : STDOUT_FILENO);
+  TextReport report(run, out, columns, std::move(weights));
   Supervisor supervisor(run, plan,
                         {[&](const CheckResult &result) { report.check_ended(result); },
-                         [&](const CheckResult &result, int64_t done, int64_t total) {
-                           report.tick(result, done, total);
+                         [&](const CheckResult &result, const Progress &progress) {
+                           report.tick(result, progress);
                          }});
-  report.begin(weights);
+  report.begin();
   supervisor.work();
   report.end();
 }

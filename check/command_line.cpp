@@ -7,6 +7,8 @@
 #include <cstring>
 #include <fstream>
 
+#include "result/text.h"
+
 namespace kelpcheck {
 
 namespace {
@@ -75,10 +77,21 @@ void refuse_options_before_command(const CLI::App &app) {
 
 }  // namespace
 
+// Range would let NaN pass: it is neither below nor above.
+CLI::Option *require_range(CLI::Option *option, double least, double most) {
+  const auto complaint = [=](const std::string &word) {
+    char *end = nullptr;
+    const double number = std::strtod(word.c_str(), &end);
+    const bool good = end != word.c_str() && *end == '\0' && number >= least && number <= most;
+    return good ? std::string() : text(word, " is not a number from ", least, " to ", most);
+  };
+  return option->check(CLI::Validator(complaint, text(least, " to ", most)));
+}
+
 void add_server_options(CLI::App &app, ServerOptions &o) {
   const char *group = "Server";
   app.add_option("-H,--host", o.host, "Host; file:PATH is a store in that file")->group(group);
-  app.add_option("-C,--port", o.port, "Port")->group(group);
+  app.add_option("-C,--port", o.port, "Port")->check(CLI::Range(1, 65'535))->group(group);
   app.add_option("-U,--user", o.user, "User")->group(group);
   app.add_option("-O,--option", o.option, "Option word for the library")->group(group);
   app.add_option("-L,--route", o.route, "Route of the library's buffer")->group(group);
@@ -87,8 +100,7 @@ void add_server_options(CLI::App &app, ServerOptions &o) {
   app.add_option("--prefix", o.prefix, "What the names of the test nodes begin with")
       ->check(kOwnName)
       ->group(group);
-  app.add_option("--timeout", o.timeout, "Seconds that a call may take")
-      ->check(CLI::Range(0.1, 86'400.0))
+  require_range(app.add_option("--timeout", o.timeout, "Seconds that a call may take"), 0.1, 86'400)
       ->group(group);
   add_password(app, o);
 }

@@ -10,6 +10,8 @@ namespace kelpcheck {
 // Host to prefix, the password in its three ways, and how long a call may take; what `options`
 // holds are the defaults.
 void add_server_options(CLI::App &app, ServerOptions &options);
+// For options of real numbers: only those from `least` to `most`, never NaN. Gives the option.
+CLI::Option *require_range(CLI::Option *option, double least, double most);
 // --json, --junit, --html, --quiet.
 void add_report_options(CLI::App &app, ReportOptions &options);
 

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "probe/bed.h"
+#include "probe/prefix.h"
 #include "result/evidence_json.h"
 
 namespace kelpcheck {
@@ -12,7 +13,7 @@ namespace {
 // How one step ended: well, if both are empty.
 struct Outcome {
   std::string reason;     // what ended it early
-  const char *kind = "";  // "unknown" or "moot" where that is no failure
+  const char *kind = "";  // "unknown", "moot" or "refused" where that is no failure
 };
 
 template <typename Step>
@@ -24,6 +25,8 @@ Outcome attempt(Step &&step) {
     return {question.what(), "unknown"};
   } catch (const Moot &why) {
     return {why.what(), "moot"};
+  } catch (const Refused &why) {
+    return {why.what(), "refused"};
   } catch (const std::exception &error) {
     return {error.what()};
   }
@@ -63,6 +66,14 @@ void run_family(const Family &family, int32_t first_node, CheckContext &c) {
     if (ends) break;
   }
   c.send({{"complete", true}});
+}
+
+void remove_nodes(int32_t first, int32_t last, CheckContext &c) {
+  const Session session(c);
+  const Prefix prefix(c, session);
+  Names nodes;
+  for (int32_t number = first; number <= last; ++number) nodes.push_back(prefix.full_name(number));
+  prefix.remove(nodes, [](size_t, size_t) {});
 }
 
 }  // namespace kelpcheck

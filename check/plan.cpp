@@ -35,6 +35,7 @@ Plan make_plan(const CheckOptions &options) {
   Plan plan{{connection_family(), restart_family(), clock_family(), tree_family(), values_family(),
              history_family(), cache_family(), snapshot_family(), statistics_family(),
              server_family(), sweep_times_family(), sweep_values_family()},
+            0,
             0};
   require_known(options.only, plan.families);
   require_known(options.skip, plan.families);
@@ -58,6 +59,11 @@ Plan make_plan(const CheckOptions &options) {
   plan.families.insert(plan.families.begin(), {open_family(), habits_family()});
   if (!options.keep) plan.families.push_back(cleanup_family());
   plan.checks_in_all += 2 + habits_family().checks.size();
+  for (size_t i = 0; i < plan.families.size(); ++i) {
+    Family &family = plan.families[i];
+    plan.last_node += node_numbers(family.tree, options.nodes);
+    family.keeps_tree = i + 1 < plan.families.size() && plan.families[i + 1].tree == Tree::found;
+  }
   return plan;
 }
 

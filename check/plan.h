@@ -8,7 +8,8 @@ namespace kelpcheck {
 
 struct Plan {
   std::vector<Family> families;
-  size_t checks_in_all;  // selected or not
+  size_t checks_in_all;   // selected or not
+  int32_t last_node = 0;  // the highest number of a node that the families make
 };
 
 // The checks that the options select; opening and cleaning up always belong to them. Throws

@@ -35,10 +35,10 @@ Supervisor::Supervisor(Run &run, const Plan &plan, Watcher watcher)
     : run_(run),
       plan_(plan),
       watcher_(std::move(watcher)),
-      habits_(expected_habits(run.options.expect)) {}
+      habits_(expected_habits(run.options.expect)),
+      holder_(Holder::of_this_process(plan.last_node)) {}
 
-void Supervisor::work() {
-  const int64_t start = now_ns();
+void Supervisor::open_results() {
   run_.started = std::time(nullptr);
   run_.checks_in_all = plan_.checks_in_all;
   for (const Family &family : plan_.families) {
@@ -49,24 +49,28 @@ void Supervisor::work() {
       result.promise = check.promise;
     }
   }
+}
+
+void Supervisor::work() {
+  const int64_t start = now_ns();
+  open_results();
   // Of a found tree the family before it made the nodes.
-  int32_t next_node = 1, tree = 1;
+  Numbers tree{1, 0};
   size_t first_check = 0;
   for (const Family &family : plan_.families) {
-    if (family.tree == Tree::made || family.tree == Tree::few) {
-      tree = next_node;
-      next_node += (family.tree == Tree::few ? 1 : run_.options.nodes) + 1;  // and a spare one
-    }
+    const int32_t count = node_numbers(family.tree, run_.options.nodes);
+    if (count > 0) tree = {tree.first + tree.count, count};
     cleaning_up_ = &family == &plan_.families.back() && !run_.options.keep;
     run_family(family, first_check, tree);
     first_check += family.checks.size();
   }
   tell_habits();
+  renewer_.reset();
   run_.figures = board_->calls.figures;
   run_.seconds = seconds_since(start);
 }
 
-void Supervisor::run_family(const Family &family, size_t first_check, int32_t first_node) {
+void Supervisor::run_family(const Family &family, size_t first_check, const Numbers &nodes) {
   FamilyChild child{{}, "", first_check, first_check + family.checks.size()};
   const std::string why_not = obstacle(family, first_check == 0);
   if (!why_not.empty()) {
@@ -75,19 +79,37 @@ void Supervisor::run_family(const Family &family, size_t first_check, int32_t fi
   }
   board_->calls.begin();
   child.process.emplace([&](RecordPipe records) {
-    CheckContext c(run_.options, *board_, records);
+    CheckContext c(run_.options, holder_, *board_, records);
     c.habits = habits_;
     c.limits = limits_;
-    kelpcheck::run_family(family, first_node, c);
+    kelpcheck::run_family(family, nodes.first, c);
     return 0;
   });
   watch(child);
+  if (!family.keeps_tree && family.tree != Tree::none) remove_tree(nodes);
+}
+
+// In a process of its own, so that the tree goes after a crash too. It is no check: what it cannot
+// do is left to the end of the run.
+void Supervisor::remove_tree(const Numbers &nodes) {
+  if (run_.interrupted != 0 || run_.options.keep || removal_hangs_) return;
+  FamilyChild child{};
+  board_->calls.begin();
+  child.process.emplace([&](RecordPipe records) {
+    CheckContext c(run_.options, holder_, *board_, records);
+    remove_nodes(nodes.first, nodes.first + nodes.count - 1, c);
+    return 0;
+  });
+  removal_hangs_ = !watch(child);
 }
 
 // Why the family cannot run, if it cannot.
 std::string Supervisor::obstacle(const Family &family, bool opening) const {
-  if (run_.interrupted != 0 && !cleaning_up_) return kInterrupted;
-  if (!opening && !run_.connected) return kNoSession;
+  if (run_.interrupted != 0 && !(cleaning_up_ && claimed_)) return kInterrupted;
+  if (opening) return "";
+  if (!run_.refusal.empty()) return "nothing was begun";
+  if (!run_.connected) return kNoSession;
+  if (!claimed_) return "run.open did not end";
   return came_to_its_end(family.after) ? "" : family.after + " did not end";
 }
 
@@ -98,8 +120,9 @@ bool Supervisor::came_to_its_end(const std::string &check) const {
   });
 }
 
-// Until the process has ended, or cannot be ended; what it still sent is taken after that.
-void Supervisor::watch(FamilyChild &child) {
+// Until the process has ended, or cannot be ended; what it still sent is taken after that. Whether
+// it ended by itself.
+bool Supervisor::watch(FamilyChild &child) {
   Child &process = *child.process;
   const double timeout = run_.options.server.timeout;
   const CallBoard &calls = board_->calls;
@@ -108,6 +131,7 @@ void Supervisor::watch(FamilyChild &child) {
   while (!process.ended() && (killed == 0 || seconds_since(killed) < kPatience)) {
     wait_readable({process.records(), process.output(), signals_.descriptor()}, kTickMilliseconds);
     take_records(child);
+    renew_claim();
     if (const int asked = signals_.take(); asked != 0) {
       run_.interrupted = asked;
       reason = kInterrupted;
@@ -117,11 +141,35 @@ void Supervisor::watch(FamilyChild &child) {
       process.kill();
       killed = now_ns();
     }
-    if (child.began != 0) watcher_.tick(run_.results[child.next], board_->done, board_->total);
+    if (child.began != 0) {
+      const Progress progress{board_->done, board_->total, board_->unit,
+                              seconds_since(child.began)};
+      watcher_.tick(run_.results[child.next], progress);
+    }
   }
   take_records(child);
   if (child.complete) reason = "the check before it could not begin";
   end_early(child, reason.empty() ? calls.end_text(process.status()) : reason);
+  return killed == 0;
+}
+
+// The renewer may hang or end like any other caller of the library, and is started again then.
+void Supervisor::renew_claim() {
+  constexpr double pause = 2;  // seconds
+  if (!claimed_) return;
+  if (renewer_) {
+    renewer_->take_output();
+    const bool lost = renewer_->ended() || renewing_->overdue(run_.options.server.timeout);
+    if (!lost || seconds_since(renewer_started_) < pause) return;
+  }
+  renewer_.reset();
+  renewing_->begin();
+  renewer_started_ = now_ns();
+  renewer_.emplace([&](RecordPipe) {
+    Context c(run_.options.server, *renewing_);
+    keep_claim(c, holder_);
+    return 0;
+  });
 }
 
 // The rest of a family that came to no end: the check that ran has failed, the others have not run.
@@ -131,7 +179,8 @@ void Supervisor::end_early(FamilyChild &child, const std::string &reason) {
     const bool charged = child.began != 0 && reason != kInterrupted;
     if (charged) result.seconds = seconds_since(child.began);
     result.output = redacted(child.output);
-    finish(result, charged ? Verdict::failed : Verdict::not_run, reason);
+    const bool failed = charged && run_.connected;
+    finish(result, failed ? Verdict::failed : Verdict::not_run, reason);
     child.began = 0;
     child.output.clear();
   }
@@ -160,6 +209,7 @@ void Supervisor::take_output(FamilyChild &child) {
 
 void Supervisor::take(FamilyChild &child, const json &record) {
   if (record.contains("connected")) run_.connected = true;
+  if (record.contains("claimed")) claimed_ = true;
   if (record.contains("complete")) child.complete = true;
   if (record.contains("no_session")) child.no_session = true;
   if (record.contains("begin")) child.began = now_ns();
@@ -215,18 +265,19 @@ void Supervisor::take_end(FamilyChild &child, const json &record) {
   child.output.clear();
   child.began = 0;
   const std::string reason = record["reason"], kind = record["kind"];
-  Verdict verdict = Verdict::passed;
-  if (child.no_session && !run_.connected) {
-    verdict = Verdict::not_run;
-  } else if (result.evidence.differences > 0) {
-    verdict = Verdict::failed;
-  } else if (!reason.empty()) {
-    verdict = kind == "unknown" ? Verdict::unknown
-              : kind == "moot"  ? Verdict::moot
-                                : Verdict::failed;
-  }
-  finish(result, verdict, reason);
+  result.reason = reason;
+  if (kind == "refused") run_.refusal = redacted(reason);
+  finish(result, verdict_on(child, result, kind), reason);
   ++child.next;
+}
+
+Verdict Supervisor::verdict_on(const FamilyChild &child, const CheckResult &result,
+                               const std::string &kind) const {
+  if ((child.no_session && !run_.connected) || kind == "refused") return Verdict::not_run;
+  if (result.evidence.differences > 0) return Verdict::failed;
+  if (result.reason.empty()) return Verdict::passed;
+  if (kind == "unknown") return Verdict::unknown;
+  return kind == "moot" ? Verdict::moot : Verdict::failed;
 }
 
 // An answer that several checks came to is shown once.

@@ -109,8 +109,11 @@ void now(Bed &bed) {
   bed.c.evidence.that(
       std::abs(skew) <= bed.c.options.max_skew,
       [] { return "the server's clock against this host's"; },
-      text("at most ", bed.c.options.max_skew, " s apart"), text(skew, " s"));
-  bed.c.finding("The server's clock", skew == 0 ? "as this host's" : text(skew, " s ahead"));
+      text("at most ", bed.c.options.max_skew, " s apart"),
+      text(std::abs(skew), skew < 0 ? " s behind" : " s ahead"));
+  bed.c.finding("The server's clock", skew == 0  ? "as this host's"
+                                      : skew > 0 ? text(skew, " s ahead")
+                                                 : text(-skew, " s behind"));
 }
 
 void runs(Bed &bed) {

@@ -1,6 +1,7 @@
 // The families of checks.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,16 @@ struct Family {
   std::string name;
   Tree tree;
   std::vector<Check> checks;
-  std::string after = {};  // a check that has to have come to its end before
+  std::string after = {};   // a check that has to have come to its end before
+  bool keeps_tree = false;  // for the family behind it, which finds it
 };
+
+// How many numbers of nodes a family with such a tree takes, a spare one among them, where a whole
+// tree has so many nodes.
+inline int32_t node_numbers(Tree tree, int32_t nodes) {
+  if (tree == Tree::made) return nodes + 1;
+  return tree == Tree::few ? 2 : 0;
+}
 
 Family habits_family();  // what the others rest on
 Family sweep_times_family();

@@ -56,7 +56,7 @@ void roundtrip(Bed &bed) {
   for (int64_t row = 0; row < window.rows; ++row) {
     write(bed, way, written, start + static_cast<int32_t>(row), window.across(written, row));
     if (way == Way::current) read_row(row);
-    bed.c.progress(row + 1, window.rows);
+    bed.c.progress(row + 1, window.rows, Unit::rows);
   }
   for (int64_t row = window.rows; way == Way::snapshot && row-- > 0;) read_row(row);
 }

@@ -1,58 +1,63 @@
-// The begin and the end of a run: only nodes under the prefix are touched, and of them nothing
-// stays. Nodes cannot be listed, so they are looked up by their names, PREFIX01, PREFIX02, ...,
-// until a hundred in a row are missing. They are removed from the last to the first, so that what a
-// removal that was cut short has left is found again.
+// The begin and the end of a run: it works where it was asked to and nobody else does, only nodes
+// under the prefix are touched, and of them nothing stays.
+#include <algorithm>
+
 #include "checks/expect.h"
+#include "probe/claim.h"
 
 namespace kelpcheck {
 
 namespace {
 
-constexpr int32_t kProbed = 100;  // names of a look-up
+// A server need not list its databases.
+void require_database(Bed &bed) {
+  Names names;
+  try {
+    const Objects databases = bed.session->databases();
+    for (size_t i = 0; i < databases.size(); ++i) {
+      names.push_back(get_text(databases[i], KELP2_FIELD_NAME));
+    }
+  } catch (const CallFailed &) {
+    return;
+  }
+  const std::string &wanted = bed.c.server.database;
+  if (names.empty() || std::count(names.begin(), names.end(), wanted) > 0) return;
+  std::string list;
+  for (const std::string &name : names) list += (list.empty() ? "" : ", ") + name;
+  throw Refused(text("there is no database ", wanted, " on this server (-D); it has ", list));
+}
 
+// Those that an earlier run may have left, or this one made.
 Names nodes_there(Bed &bed) {
-  Names found;
-  for (int32_t first = 1;; first += kProbed) {
-    Names names;
-    for (int32_t i = first; i < first + kProbed; ++i) names.push_back(bed.node_name(i));
-    const Objects objects = bed.session->objects(names);
-    const size_t before = found.size();
-    for (size_t i = 0; i < names.size(); ++i) {
-      if (objects.errors[i] == 0) found.push_back(names[i]);
-    }
-    if (found.size() == before) return found;
-  }
+  const auto holder = holder_of(claim_field(bed.c, *bed.session).value_or(""));
+  return Prefix(bed.c, *bed.session).nodes_from(0, holder ? holder->last_node : 0);
 }
 
-void remove_node(Bed &bed, const std::string &node) {
-  constexpr size_t most = 1000;  // points of a call
-  {
-    Objects points = bed.session->children(node);
-    for (size_t i = 0; i < points.size(); i += most) {
-      bed.session->modify(Delete, node, std::min(most, points.size() - i), points.data() + i);
-    }
-  }
-  Objects nodes = bed.session->objects(Names{node});
-  bed.session->modify(Delete, bed.c.server.database, nodes);
-}
-
-// What is there is removed, whatever becomes of the single steps; what counts is what is left.
-void remove_all(Bed &bed) {
-  const Names nodes = nodes_there(bed);
-  std::string problem;
-  for (size_t i = nodes.size(); i-- > 0;) {
-    try {
-      remove_node(bed, nodes[i]);
-    } catch (const CallFailed &failure) {
-      problem = text(" (", failure.what(), ")");
-    }
-    bed.c.progress(static_cast<int64_t>(nodes.size() - i), static_cast<int64_t>(nodes.size()));
-  }
+// Whatever becomes of the single steps: what counts is what is left.
+void remove_all(Bed &bed, const Names &nodes) {
+  const Prefix prefix(bed.c, *bed.session);
+  const std::string problem = prefix.remove(
+      nodes, [&](size_t done, size_t all) { bed.c.progress(done, all, Unit::nodes); });
   const Names left = nodes_there(bed);
   bed.c.evidence.that(
       left.empty(), [] { return std::string("nodes left on the server"); }, "none",
-      left.empty() ? "" : text(left.size(), ", such as ", left[0], problem));
+      left.empty()
+          ? ""
+          : text(left.size(), ", such as ", left[0], problem.empty() ? "" : " (" + problem + ")"));
 }
+
+void open(Bed &bed) {
+  require_database(bed);
+  require_no_watch(bed.c, *bed.session, Prefix(bed.c, *bed.session).full_name(0));
+  require_free(bed.c, *bed.session);
+  const Names nodes = nodes_there(bed);
+  if (!nodes.empty()) require_no_watch(bed.c, *bed.session, nodes.back());
+  remove_all(bed, nodes);
+  take_claim(bed.c, *bed.session, bed.c.holder());
+  bed.c.claimed();
+}
+
+void clean_up(Bed &bed) { remove_all(bed, nodes_there(bed)); }
 
 }  // namespace
 
@@ -62,13 +67,13 @@ Family open_family() {
           {{"run.open",
             "A session can be opened, and nothing of an earlier run stays under the "
             "prefix.",
-            remove_all}}};
+            open}}};
 }
 
 Family cleanup_family() {
   return {"run",
           Tree::none,
-          {{"run.cleanup", "Everything that the run made is removed again.", remove_all, 8}}};
+          {{"run.cleanup", "Everything that the run made is removed again.", clean_up, 8}}};
 }
 
 }  // namespace kelpcheck

@@ -6,18 +6,14 @@
 #include <random>
 #include <thread>
 
+#include "probe/prefix.h"
+
 namespace kelpcheck {
 
 namespace {
 
 constexpr size_t kObjectsPerCall = 1000;
 constexpr size_t kFewPoints = 60;
-
-std::string numbered(const std::string &prefix, int width, size_t number) {
-  const std::string digits = std::to_string(number);
-  return prefix + std::string(std::max<int>(0, width - static_cast<int>(digits.size())), '0') +
-         digits;
-}
 
 }  // namespace
 

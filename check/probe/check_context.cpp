@@ -1,4 +1,5 @@
-// Records, one JSON object per line: {"connected"}, {"begin": name}, {"end": name, "evidence",
+// Records, one JSON object per line: {"connected"}, {"claimed"}, {"begin": name}, {"end": name,
+// "evidence",
 // ...}, {"finding": [question, answer]}, {"plot"}, {"no_session"}, and {"complete"} at the end,
 // without which the process ended before its time.
 #include "probe/check_context.h"
@@ -62,6 +63,8 @@ void CheckContext::waited(double seconds) {
 }
 
 void CheckContext::plot(const Plot &plot) const { send({{"plot", plot}}); }
+
+void CheckContext::claimed() const { send({{"claimed", true}}); }
 
 void CheckContext::connected() const { send({{"connected", true}}); }
 

@@ -5,15 +5,18 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include "habits/habits.h"
+#include "probe/claim.h"
 #include "probe/context.h"
 #include "process/child.h"
+#include "result/run.h"
 
 namespace kelpcheck {
 
 // What the supervisor reads of a family that runs.
 struct CheckBoard {
   CallBoard calls;
-  std::atomic<int64_t> done, total;  // points of the check that runs
+  std::atomic<int64_t> done, total;  // of the check that runs
+  std::atomic<Unit> unit;
 };
 
 // Thrown by a check: a question that it rests on has no answer, or one that leaves nothing to
@@ -27,9 +30,11 @@ struct Moot : std::runtime_error {
 
 class CheckContext : public Context {
  public:
-  CheckContext(const CheckOptions &options_, CheckBoard &board, RecordPipe records)
+  CheckContext(const CheckOptions &options_, const Holder &holder, CheckBoard &board,
+               RecordPipe records)
       : Context(options_.server, board.calls),
         options(options_),
+        holder_(holder),
         board_(board),
         records_(records) {}
 
@@ -50,12 +55,18 @@ class CheckContext : public Context {
   void finding(const std::string &question, const std::string &answer) const;
   void plot(const Plot &plot) const;
   void connected() const;
-  void progress(int64_t done, int64_t total) const {
+  // The run has its prefix to itself from now on.
+  void claimed() const;
+  // As whom the run claims it.
+  const Holder &holder() const { return holder_; }
+  void progress(int64_t done, int64_t total, Unit unit = Unit::points) const {
+    board_.unit.store(unit, std::memory_order_relaxed);
     board_.done.store(done, std::memory_order_relaxed);
     board_.total.store(total, std::memory_order_relaxed);
   }
 
  private:
+  const Holder &holder_;
   CheckBoard &board_;
   RecordPipe records_;
 };

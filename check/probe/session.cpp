@@ -8,18 +8,24 @@ namespace kelpcheck {
 
 namespace {
 
-constexpr int32_t kWaitSeconds = 30;  // what kelptest passes as init_param
 // Not more than that is refused for other reasons than the number.
 constexpr int64_t kFewRows = 256;
 constexpr int64_t kFewNames = 16;
+
+// How many seconds the library may wait, so that it gives up before the call is taken for hung; as
+// many as kelptest passes where nothing is asked for.
+int32_t init_parameter(double timeout) {
+  constexpr double least = 1, most = 30, margin = 2;
+  return static_cast<int32_t>(std::clamp(timeout - margin, least, most));
+}
 
 }  // namespace
 
 Session::Session(Context &c) : c_(c) {
   const ServerOptions &o = c.server;
   const Passing host(o.host), user(o.user), password(o.password), route(o.route);
-  handle_ = c_.calls.call<kelp2_init>(0, o.option, host.c_str(), o.port, kWaitSeconds, user.c_str(),
-                                      password.c_str(), route.c_str(), o.size);
+  handle_ = c_.calls.call<kelp2_init>(0, o.option, host.c_str(), o.port, init_parameter(o.timeout),
+                                      user.c_str(), password.c_str(), route.c_str(), o.size);
   if (handle_ != nullptr) return;
   c_.calls.count_failure(Op::init);
   throw NoSession();

@@ -93,6 +93,7 @@ std::string json_report(const Run &run) {
     report["findings"].push_back({{"question", question}, {"answer", answer}});
   }
   report["figures"] = figures_of(run.figures);
+  if (const std::string next = run.next_step(); !next.empty()) report["next_step"] = next;
   if (!run.plot.title.empty()) report["block"] = nlohmann::json(run.plot);
   return report.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
 }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <pugixml.hpp>
 #include <sstream>
 
@@ -7,16 +8,24 @@ namespace kelpcheck {
 
 namespace {
 
-void add_check(pugi::xml_node suite, const CheckResult &result) {
+// What keeps a whole run from saying anything.
+bool is_error(const Run &run, const CheckResult &result) {
+  const bool opening = &result == run.results.data();
+  const bool came_to_nothing = run.verdict() == "no connection" || run.verdict() == "refused";
+  return result.verdict == Verdict::unknown || (opening && came_to_nothing);
+}
+
+void add_check(pugi::xml_node suite, const Run &run, const CheckResult &result) {
   pugi::xml_node test = suite.append_child("testcase");
   test.append_attribute("name") = result.name.c_str();
   test.append_attribute("classname") = ("kelpcheck." + result.family).c_str();
   test.append_attribute("time") = result.seconds;
-  if (result.verdict == Verdict::not_run || result.verdict == Verdict::moot) {
+  if (is_error(run, result)) {
+    pugi::xml_node error = test.append_child("error");
+    error.append_attribute("message") = printable(result.reason).c_str();
+    if (result.verdict != Verdict::unknown) error.text() = printable(run.next_step()).c_str();
+  } else if (result.verdict == Verdict::not_run || result.verdict == Verdict::moot) {
     test.append_child("skipped").append_attribute("message") = printable(result.reason).c_str();
-  }
-  if (result.verdict == Verdict::unknown) {
-    test.append_child("error").append_attribute("message") = printable(result.reason).c_str();
   }
   if (result.verdict == Verdict::failed) {
     std::string evidence = "promised: " + result.promise;
@@ -34,6 +43,11 @@ void add_check(pugi::xml_node suite, const CheckResult &result) {
 }  // namespace
 
 std::string junit_report(const Run &run) {
+  const size_t errors =
+      std::count_if(run.results.begin(), run.results.end(),
+                    [&](const CheckResult &result) { return is_error(run, result); });
+  const size_t unjudged =
+      run.count(Verdict::not_run) + run.count(Verdict::moot) + run.count(Verdict::unknown);
   pugi::xml_document document;
   pugi::xml_node suites = document.append_child("testsuites");
   pugi::xml_node suite = suites.append_child("testsuite");
@@ -41,8 +55,8 @@ std::string junit_report(const Run &run) {
     node.append_attribute("name") = "kelpcheck";
     node.append_attribute("tests") = run.results.size();
     node.append_attribute("failures") = run.count(Verdict::failed);
-    node.append_attribute("errors") = run.count(Verdict::unknown);
-    node.append_attribute("skipped") = run.count(Verdict::not_run) + run.count(Verdict::moot);
+    node.append_attribute("errors") = errors;
+    node.append_attribute("skipped") = unjudged - errors;
     node.append_attribute("time") = run.seconds;
   }
   std::string started = clock_text(run.started);
@@ -55,7 +69,7 @@ std::string junit_report(const Run &run) {
     property.append_attribute("name") = name.c_str();
     property.append_attribute("value") = printable(value).c_str();
   }
-  for (const CheckResult &result : run.results) add_check(suite, result);
+  for (const CheckResult &result : run.results) add_check(suite, run, result);
   std::ostringstream out;
   document.save(out, "  ");
   return out.str();

@@ -4,6 +4,8 @@
 #include <iosfwd>
 #include <map>
 
+#include "report/estimate.h"
+#include "report/terminal.h"
 #include "result/run.h"
 
 namespace kelpcheck {
@@ -12,27 +14,33 @@ namespace kelpcheck {
 // is a terminal.
 class TextReport {
  public:
-  TextReport(const Run &run, std::ostream &out, bool is_terminal);
+  // `columns` of the terminal behind `out`, 0 if there is none; `weights` say what checks take in
+  // relation to each other.
+  TextReport(const Run &run, std::ostream &out, int columns, std::map<std::string, double> weights);
 
-  // How long each check takes, roughly, for the time left.
-  void begin(const std::map<std::string, int> &weights);
+  void begin();
   void check_ended(const CheckResult &result);
-  // Of the check that runs: how many of its points are done, 0 of 0 where it does not say.
-  void tick(const CheckResult &running, int64_t done, int64_t total);
-  void end();  // figures, findings, verdict
+  void tick(const CheckResult &running, const Progress &progress);
+  void end();  // figures, findings, failures, verdict
 
  private:
-  void wipe();
   std::string coloured(const char *code, const std::string &word) const;
+  void paragraph(size_t indent, const std::string &words);
+  void headline(const CheckResult &result);
+  void details(const CheckResult &result);
+  void output(const CheckResult &result);
   void figures();
+  void findings();
+  void unusual();
+  void failures();
 
   const Run &run_;
   std::ostream &out_;
-  bool colours_, progress_;
-  bool shown_ = false;
-  int64_t start_ = 0;
-  double weight_done_ = 0, weight_all_ = 0;
-  std::map<std::string, int> weights_;
+  int columns_;
+  bool colours_;
+  size_t not_begun_ = 0;  // checks, because there is no session or the run was interrupted
+  Estimate estimate_;
+  StatusLine status_;
 };
 
 std::string json_report(const Run &run);

@@ -1,25 +1,17 @@
-#include <unistd.h>
-
-#include <cstdlib>
-#include <iomanip>
+#include <algorithm>
+#include <array>
 #include <iostream>
 
 #include "report/reports.h"
+#include "report/table.h"
 #include "result/clock.h"
 
 namespace kelpcheck {
 
 namespace {
 
-const char *const kIndent = "         ";
+constexpr size_t kVerdictColumns = 9, kNameColumns = 28, kTimeColumns = 9;
 const char *const kGreen = "32", *const kRed = "31", *const kYellow = "33";
-
-bool colours_wanted() {
-  const char *no_colour = std::getenv("NO_COLOR");
-  const char *terminal = std::getenv("TERM");
-  return (no_colour == nullptr || *no_colour == '\0') &&
-         (terminal == nullptr || std::string(terminal) != "dumb");
-}
 
 const char *colour_of(Verdict verdict) {
   const bool good = verdict == Verdict::passed || verdict == Verdict::moot;
@@ -31,107 +23,178 @@ std::string upper(std::string word) {
   return word;
 }
 
+std::string word_of(Verdict verdict) {
+  const bool loud = verdict == Verdict::failed || verdict == Verdict::unknown;
+  if (verdict == Verdict::moot) return "moot";
+  return loud ? upper(name_of(verdict)) : name_of(verdict);
+}
+
+const char *unit_of(Unit unit) {
+  constexpr std::array<const char *, 3> names = {"points", "rows", "nodes"};
+  return names.at(static_cast<size_t>(unit));
+}
+
 }  // namespace
 
-TextReport::TextReport(const Run &run, std::ostream &out, bool is_terminal)
+TextReport::TextReport(const Run &run, std::ostream &out, int columns,
+                       std::map<std::string, double> weights)
     : run_(run),
       out_(out),
-      colours_(is_terminal && colours_wanted()),
-      progress_(isatty(STDERR_FILENO) == 1) {}
+      columns_(columns),
+      colours_(columns > 0 && colours_wanted()),
+      estimate_(std::move(weights)) {}
 
 std::string TextReport::coloured(const char *code, const std::string &word) const {
   return colours_ ? text("\033[", code, "m", word, "\033[0m") : word;
 }
 
-void TextReport::begin(const std::map<std::string, int> &weights) {
-  weights_ = weights;
-  for (const auto &[name, weight] : weights_) weight_all_ += weight;
-  start_ = now_ns();
+// Lines behind an indent, broken where the terminal ends.
+void TextReport::paragraph(size_t indent, const std::string &words) {
+  const size_t columns = columns_ > 0 ? std::max<size_t>(columns_ - indent, 20) : 0;
+  for (const std::string &line : wrapped(printable(words), columns)) {
+    out_ << std::string(indent, ' ') << line << '\n';
+  }
+}
+
+void TextReport::begin() {
   if (run_.options.reports.quiet) return;
-  out_ << printable(text("kelpcheck ", KELPCHECK_VERSION, ": database ",
-                         run_.options.server.database, " of ", run_.options.server.host,
-                         " through ", run_.library))
-       << "\n\n"
-       << std::flush;
+  const ServerOptions &server = run_.options.server;
+  paragraph(0, text("kelpcheck ", KELPCHECK_VERSION, ": database ", server.database, " of ",
+                    server.host, " through ", run_.library));
+  out_ << '\n' << std::flush;
+}
+
+// A narrow terminal has no room between the name and the time.
+void TextReport::headline(const CheckResult &result) {
+  const std::string word = word_of(result.verdict);
+  const size_t left = columns_ > 0 ? columns_ - kVerdictColumns - kTimeColumns : kNameColumns;
+  const size_t name_columns = std::clamp<size_t>(left, 1, kNameColumns);
+  out_ << coloured(colour_of(result.verdict), word)
+       << std::string(kVerdictColumns - word.size(), ' ');
+  if (result.verdict == Verdict::not_run || result.verdict == Verdict::moot) {
+    out_ << result.name << '\n';
+    return;
+  }
+  out_ << padded(result.name, name_columns)
+       << aligned(duration_text(result.seconds * 1e9), kTimeColumns) << '\n';
+}
+
+void TextReport::details(const CheckResult &result) {
+  paragraph(kVerdictColumns, result.promise);
+  for (const std::string &line : result.explanation()) paragraph(kVerdictColumns, line);
+  output(result);
+}
+
+void TextReport::output(const CheckResult &result) {
+  for (const std::string &line : lines_of(result.output)) {
+    paragraph(kVerdictColumns, "library: " + line);
+  }
 }
 
 void TextReport::check_ended(const CheckResult &result) {
-  wipe();
-  weight_done_ += weights_[result.name];
-  if (run_.options.reports.quiet && result.verdict == Verdict::passed) return;
-  if (!run_.connected && result.reason == kNoSession) return;
-  const std::string verdict = name_of(result.verdict);
-  out_ << coloured(colour_of(result.verdict),
-                   result.verdict == Verdict::failed ? upper(verdict) : verdict)
-       << std::string(9 - verdict.size(), ' ') << std::left << std::setw(28) << result.name;
-  const bool ran = result.verdict == Verdict::passed || result.verdict == Verdict::failed;
-  if (!ran) {
-    out_ << printable(result.reason) << "\n" << std::flush;
+  status_.wipe();
+  estimate_.ended(result.name, result.seconds);
+  const bool opening = &result == run_.results.data();
+  const bool quiet = run_.options.reports.quiet;
+  const bool good = result.verdict == Verdict::passed || result.verdict == Verdict::moot;
+  const bool follows = result.verdict == Verdict::not_run && !opening;
+  if ((quiet && good) || !run_.refusal.empty()) return;
+  if (follows && (!run_.connected || run_.interrupted != 0)) {
+    ++not_begun_;
     return;
   }
-  out_ << std::right << std::setw(9) << duration_text(result.seconds * 1e9) << "\n";
-  if (result.verdict == Verdict::failed) {
-    out_ << kIndent << result.promise << "\n";
-    for (const std::string &line : result.explanation()) out_ << kIndent << printable(line) << "\n";
+  headline(result);
+  if (result.verdict == Verdict::failed && quiet) {
+    details(result);
+  } else if (!result.reason.empty()) {
+    paragraph(kVerdictColumns, result.reason);
   }
-  for (const std::string &line : lines_of(result.output)) {
-    out_ << kIndent << "library: " << printable(line) << "\n";
-  }
+  if (result.verdict != Verdict::failed) output(result);
   out_ << std::flush;
 }
 
-void TextReport::tick(const CheckResult &running, int64_t done, int64_t total) {
-  if (!progress_) return;
-  const double part = total > 0 ? static_cast<double>(done) / static_cast<double>(total) : 0;
-  const double share = (weight_done_ + part * weights_[running.name]) / weight_all_;
-  const auto elapsed = static_cast<double>(now_ns() - start_);
-  std::cerr << "\r\033[K" << running.name;
-  if (total > 0) std::cerr << ", " << done << " of " << total << " points";
-  if (share > 0.05) std::cerr << ", about " << duration_text(elapsed / share - elapsed) << " left";
-  std::cerr << std::flush;
-  shown_ = true;
-}
-
-void TextReport::wipe() {
-  if (shown_) std::cerr << "\r\033[K" << std::flush;
-  shown_ = false;
+void TextReport::tick(const CheckResult &running, const Progress &progress) {
+  if (!status_.possible()) return;
+  std::string line = running.name;
+  if (progress.total > 0) {
+    line += text(", ", progress.done, " of ", progress.total, " ", unit_of(progress.unit));
+  }
+  const double left = estimate_.left(running.name, progress.seconds);
+  if (left > 0) line += text(", about ", duration_text(left * 1e9), " left");
+  status_.show(line);
 }
 
 void TextReport::figures() {
-  const auto cell = [&](const std::string &word) { out_ << std::right << std::setw(10) << word; };
-  out_ << '\n' << std::left << std::setw(27) << "operation";
-  for (const char *title :
-       {"calls", "rows", "failures", "rows/s", "shortest", "median", "95 %", "longest"}) {
-    cell(title);
-  }
-  out_ << '\n';
+  const std::vector<std::string> titles = Figure::titles();
+  Table table("operation");
+  for (const std::string &title : titles) table.add_column(title);
   for (int op = 0; op < kOperations; ++op) {
-    const Figure &f = run_.figures.all[op];
-    if (f.calls == 0) continue;
-    out_ << std::left << std::setw(27) << kOperationNames[op];
-    for (const std::string &word : f.cells()) cell(word);
-    out_ << '\n';
+    const Figure &figure = run_.figures.all[op];
+    if (figure.calls > 0) table.add_row(kOperationNames[op], figure.cells());
+  }
+  // What can be done without, first of all, where there is no room for everything.
+  for (const char *title : {"shortest", "failures", "rows", "95 %", "calls", "rows/s", "longest"}) {
+    if (columns_ > 0 && table.width() > static_cast<size_t>(columns_)) table.drop_column(title);
+  }
+  out_ << '\n' << table.text();
+}
+
+void TextReport::findings() {
+  constexpr size_t question_columns = 44;
+  if (run_.findings.empty()) return;
+  out_ << "\nThis server\n";
+  for (const auto &[question, answer] : run_.findings) {
+    const std::string line = text("  ", padded(printable(question), question_columns), " ", answer);
+    if (columns_ == 0 || width_of(line) <= static_cast<size_t>(columns_)) {
+      out_ << printable(line) << '\n';
+      continue;
+    }
+    paragraph(2, question);
+    paragraph(4, answer);
+  }
+}
+
+void TextReport::unusual() {
+  const std::vector<std::string> lines = run_.unusual();
+  if (lines.empty()) return;
+  out_ << "Unlike the bundled library\n";
+  for (const std::string &line : lines) paragraph(2, line);
+}
+
+// Once more and in full, where nothing comes behind them but the verdict.
+void TextReport::failures() {
+  for (const Verdict verdict : {Verdict::unknown, Verdict::failed}) {
+    for (const CheckResult &result : run_.results) {
+      if (result.verdict != verdict) continue;
+      out_ << '\n';
+      headline(result);
+      details(result);
+    }
   }
 }
 
 void TextReport::end() {
-  wipe();
-  if (!run_.options.reports.quiet) {
+  status_.wipe();
+  if (not_begun_ > 0 && run_.connected && !run_.options.reports.quiet) {
+    paragraph(0, text(padded("not run", kVerdictColumns), not_begun_, " checks: interrupted"));
+  }
+  if (!run_.options.reports.quiet && run_.connected && run_.refusal.empty()) {
     figures();
-    if (!run_.findings.empty()) out_ << "\nThis server\n";
-    for (const auto &[question, answer] : run_.findings) {
-      out_ << "  " << std::left << std::setw(44) << printable(question) << " " << printable(answer)
-           << '\n';
-    }
+    findings();
+    failures();
     out_ << '\n';
   }
-  const std::vector<std::string> unusual = run_.unusual();
-  if (!unusual.empty()) out_ << "Unlike the bundled library\n";
-  for (const std::string &line : unusual) out_ << "  " << printable(line) << '\n';
+  unusual();
+  if (const std::string next = run_.next_step(); !next.empty()) {
+    paragraph(0, text(padded("next", kVerdictColumns), next));
+  }
   const std::string verdict = run_.verdict();
-  out_ << coloured(verdict == "passed" ? kGreen : kRed, upper(verdict)) << ": " << run_.summary()
-       << '\n'
-       << std::flush;
+  const std::string line = text(upper(verdict), ": ", run_.summary());
+  const std::vector<std::string> lines = wrapped(printable(line), columns_);
+  out_ << coloured(verdict == "passed" ? kGreen : kRed, upper(verdict))
+       << lines.front().substr(verdict.size()) << '\n';
+  for (size_t i = 1; i < lines.size(); ++i) out_ << lines[i] << '\n';
+  out_ << std::flush;
 }
 
 }  // namespace kelpcheck

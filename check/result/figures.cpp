@@ -46,6 +46,10 @@ double Figure::rows_per_second() const {
   return total > 0 ? static_cast<double>(rows) * 1e9 / static_cast<double>(total) : 0;
 }
 
+std::vector<std::string> Figure::titles() {
+  return {"calls", "rows", "failures", "rows/s", "shortest", "median", "95 %", "longest"};
+}
+
 std::vector<std::string> Figure::cells() const {
   return {std::to_string(calls),
           std::to_string(rows),

@@ -22,6 +22,7 @@ struct Figure {
   double quantile(double share) const;
   double rows_per_second() const;  // 0 without calls
   // As tables show it: calls, rows, failures, rows/s, shortest, median, 95 %, longest.
+  static std::vector<std::string> titles();
   std::vector<std::string> cells() const;
 
  private:

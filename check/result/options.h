@@ -19,7 +19,7 @@ struct ServerOptions {
   int32_t size = 100;
   std::string database = "W3";
   std::string prefix = "KELPCHECK";  // of the names of the run's own nodes
-  double timeout = 30;               // seconds of one call
+  double timeout = 32;               // seconds of one call
 
   // The server in words: a file, or host, port and user.
   std::string where() const;

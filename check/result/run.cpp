@@ -39,6 +39,7 @@ size_t Run::count(Verdict verdict) const {
 
 std::string Run::verdict() const {
   if (interrupted != 0) return "interrupted";
+  if (!refusal.empty()) return "refused";
   if (count(Verdict::failed) > 0) return "failed";
   if (!connected) return "no connection";
   if (count(Verdict::unknown) > 0) return "unknown";
@@ -55,6 +56,7 @@ std::vector<std::string> Run::unusual() const {
 }
 
 std::string Run::summary() const {
+  if (!refusal.empty()) return refusal;
   std::string line = text("all ", results.size(), " checks passed");
   if (count(Verdict::passed) < results.size()) {
     line = text(count(Verdict::passed), " of ", results.size(), " checks passed");
@@ -66,6 +68,7 @@ std::string Run::summary() const {
   }
   if (results.size() < checks_in_all)
     line += text(" (", checks_in_all - results.size(), " left out)");
+  if (connected) line += text(", ", options.points, " points x ", options.samples, " rows");
   const size_t differing = unusual().size();
   if (differing > 0) line += text(", ", differing, " habits unlike the bundled library's");
   return line + ", in " + duration_text(seconds * 1e9);
@@ -93,11 +96,30 @@ std::vector<std::pair<std::string, std::string>> Run::facts() const {
   return all;
 }
 
+std::string Run::next_step() const {
+  if (verdict() != "no connection" || results.empty()) return "";
+  const ServerOptions &o = options.server;
+  if (results[0].output.find("undefined symbol") != std::string::npos) {
+    return "put the folder of a library that has all operations into LD_LIBRARY_PATH; this one "
+           "is " +
+           library;
+  }
+  if (o.host.starts_with("file:")) {
+    return "see that the folder is there, that this user may write to it and the file, and that "
+           "the "
+           "file, if there is one, is a store";
+  }
+  return text("see that a server answers at ", o.host, ", port ", o.port,
+              " (-H, -C), and knows user ", o.user,
+              " with this password (-U, and -P, --password-file or KELP_PASSWORD)");
+}
+
 int Run::exit_status() const {
   if (interrupted != 0) return 128 + interrupted;
   const std::string word = verdict();
   if (word == "passed") return 0;
   if (word == "unknown") return 4;
+  if (word == "refused") return 2;
   return word == "failed" ? 1 : 3;
 }
 

@@ -41,6 +41,14 @@ struct Habit {
   bool differs = false;   // known or open, and not the bundled library's
 };
 
+// How far the check that runs is; of 0 where it does not say.
+enum class Unit : int32_t { points, rows, nodes };
+struct Progress {
+  int64_t done = 0, total = 0;
+  Unit unit = Unit::points;
+  double seconds = 0;  // since it began
+};
+
 struct Run {
   explicit Run(const CheckOptions &options_) : options(options_) {}
 
@@ -56,16 +64,19 @@ struct Run {
   Figures figures{};
   size_t checks_in_all = 0;
   bool connected = false;
+  std::string refusal;  // why nothing was begun, though there is a session
   int interrupted = 0;  // the signal's number
 
   size_t count(Verdict verdict) const;
-  // "passed", "failed", "unknown", "no connection" or "interrupted"
+  // "passed", "failed", "unknown", "refused", "no connection" or "interrupted"
   std::string verdict() const;
   // Constant habits that are not the bundled library's, in a line each.
   std::vector<std::string> unusual() const;
   // One line that says how it went.
   std::string summary() const;
   int exit_status() const;
+  // What somebody whose run came to nothing may try next; empty otherwise.
+  std::string next_step() const;
   // When, where, which server and library, in words.
   std::vector<std::pair<std::string, std::string>> facts() const;
 };

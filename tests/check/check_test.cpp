@@ -1,7 +1,6 @@
 // kelpcheck as its users run it: over healthy servers, where it must find nothing, in front of a
 // library that breaks one thing at a time, where it must name the right check, and interrupted.
 #include <signal.h>
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <deque>
@@ -10,35 +9,13 @@
 #include <pugixml.hpp>
 #include <sstream>
 
-#include "support/process.h"
+#include "check_run.h"
 #include "support/required.h"
 #include "support/server.h"
 
 namespace kelptest {
 
-using namespace std::chrono_literals;
 using nlohmann::json;
-using Words = std::vector<std::string>;
-
-constexpr int kPassed = 0, kFailed = 1, kRefused = 2, kNoConnection = 3;
-
-std::string contents(const std::string &path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
-
-// Commits need not reach the disk here.
-Words command(const std::string &host, const Words &options) {
-  Words words{CHECK_PROGRAM, "-H" + host, "-O", "8"};
-  words.insert(words.end(), options.begin(), options.end());
-  return words;
-}
-
-Words with_fault(const std::string &fault) {
-  return {"LD_PRELOAD=" FAULTY_LIBRARY, "KELP_FAULT=" + fault,
-          "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0"};
-}
 
 // The names of all checks, as the program lists them, between run.open and run.cleanup.
 Words all_checks() {
@@ -55,7 +32,7 @@ Words all_checks() {
 }
 
 // How many of them these patterns select: the families, and those that always run.
-size_t count_of(const Words &checks, const Words &families) {
+size_t selected_of(const Words &checks, const Words &families) {
   const auto selected = [&](const std::string &check) {
     const std::string family = check.substr(0, check.find('.'));
     const bool always = family == "run" || family == "habits";
@@ -63,24 +40,6 @@ size_t count_of(const Words &checks, const Words &families) {
   };
   return std::count_if(checks.begin(), checks.end(), selected);
 }
-
-// What a store holds besides its database.
-std::string left_in(const std::string &store) {
-  sqlite3 *database = nullptr;
-  std::string counts;
-  const auto add = [](void *to, int, char **values, char **) {
-    *static_cast<std::string *>(to) += std::string(values[0]) + " ";
-    return 0;
-  };
-  sqlite3_open(store.c_str(), &database);
-  for (const char *table : {"object", "sample", "staged_sample", "current_value"}) {
-    const std::string query = std::string("SELECT count(*) FROM ") + table;
-    sqlite3_exec(database, query.c_str(), add, &counts, nullptr);
-  }
-  sqlite3_close(database);
-  return counts;
-}
-const char *const kNothingLeft = "1 0 0 0 ";
 
 const Words kSizes[] = {{},
                         {"--points", "1", "--samples", "1"},
@@ -192,7 +151,7 @@ TEST(Report, IsCompleteInEveryFormWhateverTheNamesAre) {
   const json report = json::parse(contents(folder.path("json")));
   EXPECT_EQ(report["verdict"], "passed");
   EXPECT_EQ(report["options"]["host"], host);
-  const size_t selected = count_of(all_checks(), {"connection", "history"});
+  const size_t selected = selected_of(all_checks(), {"connection", "history"});
   EXPECT_GT(selected, 10u);
   EXPECT_EQ(report["checks"].size(), selected);
   EXPECT_EQ(report["figures"].size(), 40u);
@@ -268,8 +227,8 @@ TEST(Tree, OfAnEarlierRunIsRemovedWhateverItsSize) {
   EXPECT_EQ(other.wait(60s), kPassed);
   Process next(command(host, {"--only=values.later", "--samples=1"}));
   EXPECT_EQ(next.wait(60s), kPassed) << next.output();
-  EXPECT_TRUE(
-      left_in(folder.path("store")).starts_with("68 "));  // the database, and OTHER's two trees
+  EXPECT_TRUE(left_in(folder.path("store"))
+                  .starts_with("69 "));  // the database, and OTHER's: its claim and two trees
 }
 
 }  // namespace kelptest

@@ -130,6 +130,7 @@ ConnectionHandle kelp2_init(int32_t option, const char *host, int32_t port, int3
                             int32_t size) {
   if (is("init:refused")) return nullptr;
   if (is("init:only one") && sessions_opened > sessions_closed) return nullptr;
+  if (is("init:tells how long")) std::fprintf(stderr, "waits %d s\n", parameter);
   if (is("init:tells the password")) std::fprintf(stderr, "login with %s\n", password);
   ConnectionHandle session = REAL(init)(option, host, port, parameter, user, password, route, size);
   if (sessions_opened++ == 0) first_session = session;
@@ -247,6 +248,7 @@ int32_t kelp2_get_object_byid(ConnectionHandle session, int32_t count, const int
 
 int32_t kelp2_get_object_byname(ConnectionHandle session, GroupHandle group, ObjectHandle *objects,
                                 int32_t *errors) {
+  if (is("get_object_byname:few names") && size_of(group) > 20) return -1;
   const int32_t result = REAL(get_object_byname)(session, group, objects, errors);
   if (is("get_object_byname:two swapped") && size_of(group) > 1) std::swap(objects[0], objects[1]);
   return result;
