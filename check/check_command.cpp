@@ -1,11 +1,11 @@
 // What runs without a word: the checks, with a verdict, figures and reports.
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "command_line.h"
+#include "process/machine.h"
 #include "report/files.h"
 #include "report/reports.h"
 #include "result/times.h"
@@ -14,19 +14,6 @@
 namespace kelpcheck {
 
 namespace {
-
-// The file that the operations come from.
-std::string library_path() {
-  Dl_info info{};
-  void *operation = dlsym(RTLD_DEFAULT, "kelp2_init");
-  return operation != nullptr && dladdr(operation, &info) != 0 ? info.dli_fname : "";
-}
-
-std::string machine_name() {
-  char name[256] = "";
-  gethostname(name, sizeof name - 1);
-  return name;
-}
 
 void list_checks(const Plan &plan) {
   for (const Family &family : plan.families) {
@@ -135,7 +122,7 @@ int CheckCommand::run() {
     if (!file.path.empty()) require_writable(file.path);
   }
   Run run(o_);
-  run.library = library_path();
+  run.library = judged_library();
   run.machine = machine_name();
   std::ostream &out = o_.reports.on_stdout() ? std::cerr : std::cout;
   judge(run, plan, out);

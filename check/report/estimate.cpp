@@ -18,18 +18,20 @@ void Estimate::ended(const std::string &check, double seconds) {
 }
 
 double Estimate::left(const std::string &check, double elapsed) {
-  constexpr double least_share = 0.05, tolerance = 1.25;
+  constexpr double least_share = 0.05, far_off = 3;
   if (done_ < least_share * all_ || done_ <= 0) return 0;
   const double pace = seconds_ / done_;
   const auto found = weights_.find(check);
   const double running = found == weights_.end() ? 0 : found->second * pace;
   const double behind = (all_ - done_) * pace - running;
-  double now = std::max(behind, 0.0) + std::max(running - elapsed, running * 0.05);
+  const double now = std::max(behind, 0.0) + std::max(running - elapsed, running * 0.05);
   const double spent = seconds_ + elapsed;
-  const double shown = shown_until_ - spent;
-  if (shown > 0 && now < shown * tolerance) now = std::min(now, shown);
-  shown_until_ = spent + now;
-  return now;
+  const double step = std::max(spent - shown_at_, 0.0);
+  shown_at_ = spent;
+  // One that was too low goes down more slowly, so that both come to their end together.
+  const bool too_low = shown_ > 0 && now > shown_ && now < shown_ * far_off;
+  shown_ = too_low ? shown_ - std::min(step * shown_ / now, shown_) : now;
+  return shown_;
 }
 
 }  // namespace kelpcheck

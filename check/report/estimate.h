@@ -14,13 +14,13 @@ class Estimate {
 
   void ended(const std::string &check, double seconds);
   // Seconds, `elapsed` after the begin of the check that runs; 0 as long as there is too little to
-  // go by. It goes down with the time and is raised only where it was wrong by a quarter.
+  // go by. It goes down with the time, and is raised only where it was far too low.
   double left(const std::string &check, double elapsed);
 
  private:
   std::map<std::string, double> weights_;  // of those that have not ended
   double all_ = 0, done_ = 0, seconds_ = 0;
-  double shown_until_ = 0;  // on the scale of time spent, the end as last shown
+  double shown_ = 0, shown_at_ = 0;  // the last answer, and after how much time it was given
 };
 
 }  // namespace kelpcheck

@@ -1,6 +1,4 @@
-// One page without anything from elsewhere, to be read, printed and filed.
-#include <algorithm>
-
+// One page without anything from elsewhere, to be read, printed, signed and filed.
 #include "report/chart.h"
 #include "report/page.h"
 #include "report/reports.h"
@@ -45,22 +43,71 @@ std::string row_of(const CheckResult &result) {
                      "</td></tr>\n");
 }
 
-// The results in a row that belong to one family.
+std::string table_of(const std::vector<const CheckResult *> &results) {
+  std::string html = "<table class=\"checks\">\n";
+  for (const CheckResult *result : results) html += row_of(*result);
+  return html + "</table>";
+}
+
+// What somebody has to look at comes first.
+std::string failures(const Run &run) {
+  std::vector<const CheckResult *> results;
+  for (const Verdict verdict : {Verdict::failed, Verdict::unknown}) {
+    for (const CheckResult &result : run.results) {
+      if (result.verdict == verdict) results.push_back(&result);
+    }
+  }
+  if (results.empty()) return "";
+  return "<h2>What did not pass</h2>" + table_of(results) + "\n";
+}
+
+std::string next_step(const Run &run) {
+  const std::string next = run.next_step();
+  if (next.empty()) return "";
+  std::string html = "<h2>What to try</h2>";
+  const CheckResult &opening = run.results.front();
+  html += text("<p>", escaped(opening.reason), "</p>");
+  for (const std::string &line : lines_of(opening.output)) {
+    html += text("<p class=\"wrong\">library: ", escaped(line), "</p>");
+  }
+  return html + text("<p>", escaped(next), "</p>\n");
+}
+
+// Answers that a reader who knows other servers should know of.
+std::string unusual(const Run &run) {
+  std::string html;
+  for (const std::string &line : run.unusual()) html += text("<li>", escaped(line), "</li>");
+  if (html.empty()) return "";
+  return "<h2>Unusual, and held to</h2><ul>" + html + "</ul>\n";
+}
+
+// The results in a row that belong to one family; on paper a short table stays with its heading.
 std::string checks(const Run &run) {
   std::string html = "<h2>Checks</h2>\n";
   const auto &all = run.results;
   for (auto begin = all.begin(); begin != all.end();) {
-    const auto end = std::find_if(begin, all.end(), [&](const CheckResult &result) {
-      return result.family != begin->family;
-    });
-    const auto passed = std::count_if(
-        begin, end, [](const CheckResult &result) { return result.verdict == Verdict::passed; });
-    html += text("<h3>", escaped(begin->family), " <span>", passed, " of ", end - begin,
-                 " passed</span></h3><table class=\"checks\">\n");
-    for (; begin != end; ++begin) html += row_of(*begin);
-    html += "</table>\n";
+    std::vector<const CheckResult *> family;
+    size_t passed = 0;
+    const std::string name = begin->family;
+    for (; begin != all.end() && begin->family == name; ++begin) {
+      family.push_back(&*begin);
+      passed += begin->verdict == Verdict::passed ? 1 : 0;
+    }
+    html += text("<section><h3>", escaped(name), " <span>", passed, " of ", family.size(),
+                 " passed</span></h3>", table_of(family), "</section>\n");
   }
   return html;
+}
+
+// Filled in by hand.
+std::string signatures() {
+  std::string html = "<section class=\"sign\"><h2>Signatures</h2><table><tr>";
+  for (const char *title : {"", "Name", "Date", "Signature"}) html += text("<th>", title, "</th>");
+  html += "</tr>";
+  for (const char *role : {"Tested by", "Accepted by"}) {
+    html += text("<tr><td>", role, "</td><td>&#160;</td><td>&#160;</td><td>&#160;</td></tr>");
+  }
+  return html + "</table></section>\n";
 }
 
 std::string block(const Run &run) {
@@ -85,12 +132,11 @@ std::string figures_of(const Figures &figures) {
       "<h2>Figures</h2><p class=\"key\"><i class=\"k-line\"></i>shortest to longest "
       "<i class=\"k-median\"></i>median <i class=\"k-box\"></i>from there to 95 %</p>"
       "<div class=\"wide\">" +
-      figures_chart(figures) + "</div>\n<div class=\"wide\"><table><tr>";
-  for (const char *title : {"Operation", "Calls", "Rows", "Failures", "Rows/s", "Shortest",
-                            "Median", "95 %", "Longest"}) {
-    html += text("<th", title[0] == 'O' ? "" : " class=\"n\"", ">", title, "</th>");
+      figures_chart(figures) + "</div>\n<div class=\"wide\"><table><thead><tr><th>operation</th>";
+  for (const std::string &title : Figure::titles()) {
+    html += text("<th class=\"n\">", escaped(title), "</th>");
   }
-  html += "</tr>\n";
+  html += "</tr></thead>\n";
   for (int op = 0; op < kOperations; ++op) {
     const Figure &f = figures.all[op];
     if (f.calls == 0) continue;
@@ -104,7 +150,11 @@ std::string figures_of(const Figures &figures) {
 }  // namespace
 
 std::string html_report(const Run &run) {
-  return head(run) + checks(run) + block(run) + findings(run) + figures_of(run.figures) +
+  std::string html = head(run) + next_step(run) + failures(run) + unusual(run);
+  if (run.connected && run.refusal.empty()) {
+    html += checks(run) + block(run) + findings(run) + figures_of(run.figures);
+  }
+  return html + signatures() +
          page_end(
              "Every comparison is of what was read with what was written a moment before, made by "
              "kelpcheck through the library named above. Times include the library and the way to "

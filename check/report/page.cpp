@@ -35,13 +35,13 @@ td, th { text-align: left; vertical-align: top; padding: 6px 14px 6px 0;
 th { color: var(--soft); font-size: 13px }
 .n { text-align: right; white-space: nowrap }
 td:last-child, th:last-child { padding-right: 0 }
-code { font: 13px/1.5 ui-monospace, "SF Mono", "DejaVu Sans Mono", Menlo, Consolas, monospace;
+code { font: .87em/1.5 ui-monospace, "SF Mono", "DejaVu Sans Mono", Menlo, Consolas, monospace;
   overflow-wrap: anywhere }
 .v { width: 64px; white-space: nowrap; font-weight: 600 }
 .passed { color: var(--good) } .failed { color: var(--bad) } .not-run { color: var(--idle) }
 .promise { display: block }
-.evidence { color: var(--soft); font-size: 13.5px; display: block; overflow-wrap: anywhere }
-.wrong { display: block; margin-top: 4px; padding: 6px 10px; background: var(--wash);
+.evidence { color: var(--soft); font-size: .9em; display: block; overflow-wrap: anywhere }
+.wrong { display: block; font-size: .93em; margin: 4px 0 0; padding: 6px 10px; background: var(--wash);
   border-left: 3px solid var(--bad); overflow-wrap: anywhere }
 .said { white-space: pre-wrap; color: var(--soft); margin: 6px 0 0 }
 .wide { overflow-x: auto } .wide svg, .wide table { min-width: 760px }
@@ -59,6 +59,7 @@ svg .head { font-weight: 600 } .middle { text-anchor: middle } .end { text-ancho
 .k-dot { width: 7px; height: 7px; border-radius: 4px; background: var(--bad) }
 .k-median { width: 8px; height: 8px; border-radius: 4px; background: var(--mark) }
 .k-box { width: 18px; height: 8px; background: var(--pale) }
+ul { margin: 0; padding-left: 20px } .sign { display: none } .sign td { height: 44px; vertical-align: bottom }
 footer { margin-top: 44px; color: var(--soft); font-size: 13px }
 @media (max-width: 600px) { main { padding: 22px 16px 40px } h1 { font-size: 32px }
   dl { grid-template-columns: 1fr; gap: 0 } dd { margin-bottom: 8px }
@@ -68,8 +69,9 @@ footer { margin-top: 44px; color: var(--soft); font-size: 13px }
 @media print { :root { color-scheme: light; --paper: #fff; --ink: #000; --soft: #444; --line: #ccc;
   --wash: #f4f4f4; --good: #1a7f4b; --bad: #b3261e; --idle: #8a6100; --mark: #1f6f94;
   --pale: #b9d6e3 } * { print-color-adjust: exact; -webkit-print-color-adjust: exact }
-  main { max-width: none; padding: 0 } tr, svg { break-inside: avoid }
-  h2, h3 { break-after: avoid } .wide { overflow: visible } .wide svg, .wide table { min-width: 0 }
+  main { max-width: none; padding: 0 } tr, svg, section, li { break-inside: avoid }
+  .sign { display: block } .sign td { border-bottom: 1px solid var(--ink) }
+  h2, h3 { break-after: avoid } thead { display: table-header-group } .wide { overflow: visible } .wide svg, .wide table { min-width: 0 }
   .wide td, .wide th { font-size: 10px } body { font-size: 12px } }
 )css";
 

@@ -60,11 +60,11 @@ void TextReport::begin() {
   if (run_.options.reports.quiet) return;
   const ServerOptions &server = run_.options.server;
   paragraph(0, text("kelpcheck ", KELPCHECK_VERSION, ": database ", server.database, " of ",
-                    server.host, " through ", run_.library));
+                    server.host, " through ", run_.library.path));
   out_ << '\n' << std::flush;
 }
 
-// A narrow terminal has no room between the name and the time.
+// A narrow terminal has no room for the time behind a long name.
 void TextReport::headline(const CheckResult &result) {
   const std::string word = word_of(result.verdict);
   const size_t left = columns_ > 0 ? columns_ - kVerdictColumns - kTimeColumns : kNameColumns;
@@ -75,8 +75,11 @@ void TextReport::headline(const CheckResult &result) {
     out_ << result.name << '\n';
     return;
   }
-  out_ << padded(result.name, name_columns)
-       << aligned(duration_text(result.seconds * 1e9), kTimeColumns) << '\n';
+  out_ << padded(result.name, name_columns);
+  if (width_of(result.name) <= name_columns) {
+    out_ << aligned(duration_text(result.seconds * 1e9), kTimeColumns);
+  }
+  out_ << '\n';
 }
 
 void TextReport::details(const CheckResult &result) {

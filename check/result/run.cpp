@@ -4,6 +4,12 @@
 
 namespace kelpcheck {
 
+std::string JudgedLibrary::words() const {
+  if (path.empty()) return "none with kelp2_init";
+  const std::string sum = sha256.empty() ? "not known: there is no sha256sum" : sha256;
+  return text(size, " bytes, SHA-256 ", sum);
+}
+
 std::string ServerOptions::where() const {
   if (host.starts_with("file:")) return host;
   return text(host, ", port ", port, ", user ", user);
@@ -81,11 +87,15 @@ std::vector<std::pair<std::string, std::string>> Run::facts() const {
       {"From", machine},
       {"Server", o.server.where()},
       {"Database", o.server.database},
-      {"Library", library},
+      {"Library", library.path},
+      {"", library.words()},
       {"Extent", text(o.points, " points under ", o.nodes, " nodes, ", o.samples,
                       " values per point and family; a call may take ", o.server.timeout, " s")},
       {"Program", "kelpcheck " KELPCHECK_VERSION}};
-  if (o.server.option != 0) all.push_back({"Option word", text(o.server.option)});
+  all.push_back({"Options",
+                 text("option word ", o.server.option, ", buffer route ", o.server.route, ", size ",
+                      o.server.size, ", prefix ", o.server.prefix, ", clocks at most ", o.max_skew,
+                      " s apart, ", o.settle, " s to settle", o.keep ? ", tree kept" : "")});
   if (results.size() < checks_in_all) {
     std::string selection;
     for (const std::string &pattern : o.only) selection += " only " + pattern;
@@ -102,7 +112,7 @@ std::string Run::next_step() const {
   if (results[0].output.find("undefined symbol") != std::string::npos) {
     return "put the folder of a library that has all operations into LD_LIBRARY_PATH; this one "
            "is " +
-           library;
+           library.path;
   }
   if (o.host.starts_with("file:")) {
     return "see that the folder is there, that this user may write to it and the file, and that "

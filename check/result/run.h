@@ -7,6 +7,7 @@
 
 #include "result/evidence.h"
 #include "result/figures.h"
+#include "result/judged.h"
 #include "result/options.h"
 
 namespace kelpcheck {
@@ -53,7 +54,7 @@ struct Run {
   explicit Run(const CheckOptions &options_) : options(options_) {}
 
   const CheckOptions &options;
-  std::string library;  // its file
+  JudgedLibrary library;
   std::string machine;  // the name of this one
   int64_t started = 0;  // time(2)
   double seconds = 0;
