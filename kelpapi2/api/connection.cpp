@@ -29,7 +29,10 @@ ConnectionHandle kelp2_init(int32_t option, const char *host, int32_t port, int3
 }
 
 int32_t kelp2_status(ConnectionHandle connection) {
-  return guarded([&] { return store_of(connection).alive() ? kOk : kLost; });
+  return guarded([&] {
+    store_of(connection).check();
+    return kOk;
+  });
 }
 
 int32_t kelp2_close(ConnectionHandle connection) {

@@ -55,9 +55,9 @@ std::vector<Reading> PostgresStore::read_each(std::vector<Command> queries,
   return readings;
 }
 
-bool PostgresStore::alive() {
+void PostgresStore::check() {
   session_.exchange({});
-  return session_.usable();
+  if (!session_.usable()) throw Failure(kLost);
 }
 
 int32_t PostgresStore::now() {

@@ -18,7 +18,7 @@ class PostgresStore final : public SqlStore {
  public:
   explicit PostgresStore(const StoreAddress &address);
 
-  bool alive() override;
+  void check() override;
   int32_t now() override;
   std::vector<int32_t> point_ids(std::span<const std::string> names) override;
   std::vector<ResultCode> insert(const std::string &parent,

@@ -57,9 +57,9 @@ auto SqliteStore::write(Work &&work) {
   return result;
 }
 
-bool SqliteStore::alive() {
+void SqliteStore::check() {
   file_.check();
-  return database().number("SELECT count(*) FROM object WHERE id = 1") >= 0;
+  database().number("SELECT count(*) FROM object WHERE id = 1");
 }
 
 int32_t SqliteStore::now() {

@@ -13,7 +13,7 @@ class SqliteStore final : public SqlStore {
  public:
   SqliteStore(const std::string &path, int wait_seconds, bool lazy_commits);
 
-  bool alive() override;
+  void check() override;
   int32_t now() override;
   std::vector<int32_t> point_ids(std::span<const std::string> names) override;
   std::vector<ResultCode> write(WriteKind kind, const SampleRows &rows) override;

@@ -101,8 +101,8 @@ class Store {
  public:
   virtual ~Store() = default;
 
-  // Whether the session works. May fail: a lost server is noticed only by asking it.
-  virtual bool alive() = 0;
+  // Fails if the session does not work: a lost server is noticed only by asking it.
+  virtual void check() = 0;
   virtual int32_t now() = 0;
 
   // The tree. Names are full names; an id of 0 or an empty record stands for an unknown object.

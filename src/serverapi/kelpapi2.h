@@ -51,9 +51,9 @@
  *   Texts      An ED text is as long as the database takes, which is about a gigabyte.
  *   Rows       One call writes at most 16,777,216, which is 5.3 years in steps of 10 seconds: what
  *              goes beyond is taken for a mistake in a time range. A call is one transaction,
- *              whatever its size; other writers wait about a second per million rows. A query of
- *              history has no such limit, but reads all of its range before it returns: ask for
- *              very long ranges in parts.
+ *              whatever its size; other writers wait about a second per million rows, and ten
+ *              per million objects, whatever else is stored. A query of history has no such limit,
+ *              but reads all of its range before it returns: ask for very long ranges in parts.
  *   Points     Ids are counted up to 2,147,483,647 over the whole life of a store. One point has
  *              one value per second.
  *   Files      PATH, PATH-wal and PATH-shm are one store: they are moved, copied and removed
