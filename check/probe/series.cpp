@@ -30,7 +30,7 @@ Sample extreme(int32_t kind, size_t number, int32_t time) {
 
 uint64_t Series::hash(int64_t row, uint64_t use) const {
   uint64_t x = static_cast<uint64_t>(row) * 0x9E3779B97F4A7C15 + point_ * 0xD1B54A32D192ED03 +
-               (salt_ * 8 + use + 1) * 0x8CB92BA72F3D8DD7;
+               (uint64_t{salt_} * 8 + use + 1) * 0x8CB92BA72F3D8DD7;
   x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9;
   x = (x ^ (x >> 27)) * 0x94D049BB133111EB;
   return x ^ (x >> 31);

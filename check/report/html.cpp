@@ -112,10 +112,10 @@ std::string signatures() {
 
 std::string block(const Run &run) {
   if (run.plot.written.empty()) return "";
-  return text("<h2>One block of values</h2><p class=\"key\"><i class=\"k-line\"></i>",
+  return text("<section><h2>One block of values</h2><p class=\"key\"><i class=\"k-line\"></i>",
               run.plot.written.size(), " as written <i class=\"k-dot\"></i>", run.plot.read.size(),
               " as read back, of ", escaped(run.plot.title), "</p><div class=\"wide\">",
-              block_chart(run.plot), "</div>\n");
+              block_chart(run.plot), "</div></section>\n");
 }
 
 std::string findings(const Run &run) {
@@ -129,10 +129,11 @@ std::string findings(const Run &run) {
 
 std::string figures_of(const Figures &figures) {
   std::string html =
-      "<h2>Figures</h2><p class=\"key\"><i class=\"k-line\"></i>shortest to longest "
+      "<section><h2>Figures</h2><p class=\"key\"><i class=\"k-line\"></i>shortest to longest "
       "<i class=\"k-median\"></i>median <i class=\"k-box\"></i>from there to 95 %</p>"
       "<div class=\"wide\">" +
-      figures_chart(figures) + "</div>\n<div class=\"wide\"><table><thead><tr><th>operation</th>";
+      figures_chart(figures) +
+      "</div></section>\n<div class=\"wide\"><table><thead><tr><th>operation</th>";
   for (const std::string &title : Figure::titles()) {
     html += text("<th class=\"n\">", escaped(title), "</th>");
   }

@@ -11,7 +11,7 @@ namespace kelpcheck {
 void Figure::add(int64_t nanoseconds, int64_t with_rows) {
   const int64_t time = std::max<int64_t>(nanoseconds, 1);
   const int shift = std::max(0, static_cast<int>(std::bit_width(uint64_t(time))) - 5);
-  ++buckets_[std::min<int64_t>(shift * kSteps + (time >> shift), kBuckets - 1)];
+  ++buckets_[std::min<int64_t>(int64_t{shift} * kSteps + (time >> shift), kBuckets - 1)];
   shortest = calls == 0 ? time : std::min(shortest, time);
   longest = std::max(longest, time);
   total += time;

@@ -88,7 +88,7 @@ std::vector<std::pair<std::string, std::string>> Run::facts() const {
       {"Server", o.server.where()},
       {"Database", o.server.database},
       {"Library", library.path},
-      {"", library.words()},
+      {"Library file", library.words()},
       {"Extent", text(o.points, " points under ", o.nodes, " nodes, ", o.samples,
                       " values per point and family; a call may take ", o.server.timeout, " s")},
       {"Program", "kelpcheck " KELPCHECK_VERSION}};
@@ -98,10 +98,9 @@ std::vector<std::pair<std::string, std::string>> Run::facts() const {
                       " s apart, ", o.settle, " s to settle", o.keep ? ", tree kept" : "")});
   if (results.size() < checks_in_all) {
     std::string selection;
-    for (const std::string &pattern : o.only) selection += " only " + pattern;
-    for (const std::string &pattern : o.skip) selection += " without " + pattern;
-    all.push_back(
-        {"Selection", text(results.size(), " of ", checks_in_all, " checks:", selection)});
+    for (const std::string &pattern : o.only) selection += ", only " + pattern;
+    for (const std::string &pattern : o.skip) selection += ", without " + pattern;
+    all.push_back({"Selection", text(results.size(), " of ", checks_in_all, " checks", selection)});
   }
   return all;
 }
@@ -110,18 +109,18 @@ std::string Run::next_step() const {
   if (verdict() != "no connection" || results.empty()) return "";
   const ServerOptions &o = options.server;
   if (results[0].output.find("undefined symbol") != std::string::npos) {
-    return "put the folder of a library that has all operations into LD_LIBRARY_PATH; this one "
+    return "Put the folder of a library that has all operations into LD_LIBRARY_PATH; this one "
            "is " +
            library.path;
   }
   if (o.host.starts_with("file:")) {
-    return "see that the folder is there, that this user may write to it and the file, and that "
+    return "See that the folder is there, that this user may write to it and the file, and that "
            "the "
-           "file, if there is one, is a store";
+           "file, if there is one, is a store.";
   }
-  return text("see that a server answers at ", o.host, ", port ", o.port,
+  return text("See that a server answers at ", o.host, ", port ", o.port,
               " (-H, -C), and knows user ", o.user,
-              " with this password (-U, and -P, --password-file or KELP_PASSWORD)");
+              " with this password (-U, and -P, --password-file or KELP_PASSWORD).");
 }
 
 int Run::exit_status() const {
