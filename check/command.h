@@ -26,6 +26,8 @@ class Command {
 
 // Each in a file of its own.
 std::unique_ptr<Command> check_command();
+std::unique_ptr<Command> watch_command();
+std::unique_ptr<Command> verify_command();
 
 // Shows a line on standard error, made harmless; gives kWrongUsage.
 int complain(const std::string &problem);

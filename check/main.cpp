@@ -17,6 +17,8 @@ int main(int argc, char **argv) {
   signal(SIGPIPE, SIG_IGN);  // a reader that goes away must not keep the tree from being removed
   std::vector<std::unique_ptr<Command>> commands;
   commands.push_back(check_command());
+  commands.push_back(watch_command());
+  commands.push_back(verify_command());
   Command &command = parse_command_line(argc, argv, commands);
   try {
     return command.run();

@@ -31,7 +31,8 @@ Samples &Samples::operator+=(const Samples &other) {
 }
 
 int WatchReport::exit_status() const {
-  constexpr int failed = 1, unknown = 4;
+  constexpr int failed = 1, no_session = 3, unknown = 4;
+  if (no_connection) return no_session;
   if (interrupted != 0) return 128 + interrupted;
   switch (verdict) {
     case WatchVerdict::passed: return 0;

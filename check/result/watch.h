@@ -94,13 +94,14 @@ struct WatchReport {
   std::vector<std::string> reasons;  // why it is not passed, the weightiest first
   std::vector<std::string> remarks;  // what else the reader of the verdict has to know
   int interrupted = 0;               // the signal that ended the verification
+  bool no_connection = false;        // at the begin
 
-  int64_t first_time = 0, every = 1;  // of the steps
+  int64_t first_time = 0, every = 1;  // of the steps; the time is 0 if none was begun
   int64_t steps_in_all = 0;           // of the grid, from the first to the last that is known
   int64_t points = 0;
-  bool running = false;     // the watch went on meanwhile
-  double latest_write = 0;  // seconds: median and longest of the writes
-  double median_write = 0, longest_write = 0;
+  int64_t judged_points = 0;  // with --share not all
+  double share = 1;
+  double typical_write = 0, longest_write = 0;  // seconds
 
   StepCounts steps;
   Samples samples;
@@ -113,12 +114,14 @@ struct WatchReport {
   std::vector<Oddity> oddities;
   TimeLine line;
   double verify_seconds = 0;
+  int64_t rows_read = 0;
 
-  std::string library, machine;
+  std::string journal, library, machine;
+  std::string host, user, database, prefix, route;
+  int32_t port = 0, option = 0, size = 0;
+  double settle = 0, timeout = 0;
   int64_t started = 0;
   double seconds = 0;
-  std::vector<std::pair<std::string, std::string>> facts;  // in words, for people
-  std::vector<std::pair<std::string, std::string>> options;
 
   int64_t time_of(int64_t step) const { return first_time + step * every; }
   int exit_status() const;

@@ -1,5 +1,5 @@
 // {"first","offset"} once, {"step","at"} before a call,
-// {"done","took","outcome","code","failed_points"} after it,
+// {"done","at","took","outcome","code","failed_points"} after it,
 // {"skipped","busy"}, and {"event","at",...} for all else.
 #include "watch/journal_line.h"
 
@@ -52,6 +52,7 @@ struct Writer {
   }
   ordered_json operator()(const StepEnded &line) const {
     ordered_json fields{{"done", line.step},
+                        {"at", short_of(line.at)},
                         {"took", short_of(line.seconds)},
                         {"outcome", kelpcheck::name_of(line.outcome)}};
     if (!line.code.empty()) fields["code"] = line.code;
@@ -105,6 +106,7 @@ struct Writer {
 
 StepEnded step_ended(const json &fields) {
   StepEnded line{fields.at("done"),
+                 fields.at("at"),
                  fields.at("took"),
                  outcome_called(fields.at("outcome")),
                  fields.value("code", ""),

@@ -25,7 +25,7 @@ struct WatchBegan {
   int64_t first;  // the time of step 0
   double offset;  // of the server's clock to that of the machine
 };
-// Before a call; `at` is the moment of its start.
+// Before a call; `at` is the moment that it is meant for, or is late by.
 struct StepBegan {
   int64_t step;
   double at;
@@ -33,6 +33,7 @@ struct StepBegan {
 // After it. The code says what a call gave or how it ended: "-2", "hung", "crashed: ...".
 struct StepEnded {
   int64_t step;
+  double at;  // the start of the call
   double seconds;
   Outcome outcome;
   std::string code;

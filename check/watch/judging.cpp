@@ -69,37 +69,51 @@ Findings Judge::foreign(const CurrentValues &read, const Steps &steps) const {
   return found;
 }
 
+// Whether a hole that is seen again has stayed long enough to be told now.
+bool Judge::stays(const Place &place, double began, std::map<Place, Hole> &still) const {
+  const auto known = holes_.find(place);
+  Hole hole = known == holes_.end() ? Hole{began, false} : known->second;
+  const bool tell = !hole.told && began - hole.first_seen >= settle_;
+  hole.told = hole.told || tell;
+  if (still.size() < kMostHoles) still.emplace(place, hole);
+  return tell;
+}
+
 Findings Judge::holes(const Observation &read, const Steps &steps, Range over, double began) {
   const Range settled{over.first, std::min(over.last, settled_end(began) - 1)};
   const Sorted sorted = sort_values(read, steps, settled);
   Findings found;
-  std::map<std::pair<int64_t, int64_t>, Hole> still;
+  std::map<Place, Hole> still;
   for (const Damage &damage : sorted.lost) {
     for (const Range &part : damage.points.parts()) {
       for (int64_t step = damage.steps.first; step <= damage.steps.last; ++step) {
-        const std::pair key{step, part.first};
-        const auto known = holes_.find(key);
-        Hole hole = known == holes_.end() ? Hole{began, false} : known->second;
-        if (!hole.told && began - hole.first_seen >= settle_) {
-          hole.told = true;
-          if (found.values == 0) {
-            const Written want = written_value(seed_, part.first, step);
-            found.example = {name_(part.first), grid_.time_of(step),
-                             value_text(want.status, want.value), "no row"};
-          }
-          found.values += part.size();
+        if (!stays({step, part.first}, began, still)) continue;
+        const Written want = written_value(seed_, part.first, step);
+        if (found.values == 0) {
+          found.example = {name_(part.first), grid_.time_of(step),
+                           value_text(want.status, want.value), "no row"};
         }
-        if (still.size() < kMostHoles) still.emplace(key, hole);
+        found.values += part.size();
       }
     }
   }
-  // Those of steps that this read did not cover stay as they were.
-  for (const auto &[key, hole] : holes_) {
-    const bool covered = key.first >= settled.first && key.first <= settled.last;
-    if (!covered && key.first >= over.first) still.emplace(key, hole);
+  Ranges points;
+  for (const Observed &group : read.groups) {
+    for (const Range &part : group.points.parts()) points.add(part);
+  }
+  for (const auto &[place, hole] : holes_) {
+    const bool other = !points.contains(place.second) && place.first >= over.first;
+    if (other && hole.told) still.emplace(place, hole);
   }
   holes_ = std::move(still);
   return found;
+}
+
+int64_t Judge::oldest_hole() const {
+  for (const auto &[place, hole] : holes_) {
+    if (!hole.told) return place.first;
+  }
+  return -1;
 }
 
 }  // namespace kelpcheck

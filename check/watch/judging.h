@@ -32,19 +32,23 @@ class Judge {
   // Of a read of history over these steps that began then: holes that have stayed for `settle`,
   // each told once.
   Findings holes(const Observation &read, const Steps &steps, Range over, double began);
+  // The first step with a hole that has not been told; -1 without one.
+  int64_t oldest_hole() const;
 
  private:
   struct Hole {
     double first_seen;
     bool told;
   };
+  using Place = std::pair<int64_t, int64_t>;  // a step, and the first of neighbouring points
+  bool stays(const Place &place, double began, std::map<Place, Hole> &still) const;
   Grid grid_;
   uint64_t seed_;
   double settle_;
   Name name_;
   std::deque<std::pair<int64_t, double>> recent_;  // steps acknowledged lately
   int64_t settled_ = 0;
-  std::map<std::pair<int64_t, int64_t>, Hole> holes_;  // by step and first point
+  std::map<Place, Hole> holes_;  // of the points that are read again
 };
 
 }  // namespace kelpcheck

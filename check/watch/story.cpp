@@ -9,6 +9,7 @@ namespace kelpcheck {
 namespace {
 
 constexpr size_t kMostExamples = 20;
+constexpr double kSameStaleness = 30;  // seconds between reads that are told as one
 const std::string kNoSession = "no session";
 
 std::string seconds_text(double seconds) {
@@ -44,7 +45,7 @@ void Story::take(const JournalLine &line) {
 }
 
 void Story::tell(double at, const std::string &words) const {
-  if (tell_) tell_({at, words});
+  if (tell_ && !muted_) tell_({at, words});
 }
 
 void Story::set(int64_t step, const Steps::State &state) {
@@ -82,7 +83,7 @@ void Story::on(const StepBegan &line) {
 
 void Story::on(const StepEnded &line) {
   const bool known = pending_ && pending_->step == line.step;
-  const double begin = known ? pending_->at : latest_;
+  const double begin = line.at;
   if (!known) settle_pending();
   pending_.reset();
   set(line.step, {line.outcome, line.failed});
@@ -101,6 +102,7 @@ void Story::on(const StepEnded &line) {
 }
 
 void Story::on(const StepSkipped &line) {
+  if (pending_ && pending_->step == line.step) pending_.reset();  // it was announced, not called
   settle_pending();
   set(line.step, {Outcome::skipped, {}});
   line_.add(line.step, Outcome::skipped, -1);
@@ -164,6 +166,9 @@ void Story::on(const ReaderFound &line) {
   int64_t *const counts[] = {&reader_.stale, &reader_.foreign, &reader_.holes};
   *counts[line.kind] += line.values;
   if (reader_.examples.size() < kMostExamples) reader_.examples.push_back(line.example);
+  const bool goes_on = line.kind == ReaderFound::stale && line.at - last_stale_ < kSameStaleness;
+  if (line.kind == ReaderFound::stale) last_stale_ = line.at;
+  if (goes_on) return;
   tell(line.at, std::to_string(line.values) + (line.values == 1 ? " value is " : " values are ") +
                     names[line.kind] + ": " + line.example.point + ", expected " +
                     line.example.expected + ", got " + line.example.got);

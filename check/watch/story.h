@@ -25,6 +25,8 @@ class Story {
   // `tell` may be empty. Throws std::exception for a line that cannot follow those before it.
   explicit Story(std::function<void(const Notice &)> tell = {}) : tell_(std::move(tell)) {}
 
+  // Nothing is told while it is muted.
+  void mute(bool muted) { muted_ = muted; }
   void take(const JournalLine &line);
   // Lines are missing here: of the steps up to the next one that is told nothing is known.
   void take_broken() { broken_ = true; }
@@ -78,12 +80,12 @@ class Story {
   std::vector<Stall> stalls_;
   ReaderFindings reader_;
   bool out_ = false, reader_out_ = false;
-  bool ended_ = false, broken_ = false;
+  bool ended_ = false, broken_ = false, muted_ = false;
   std::optional<bool> history_kept_;
   bool after_slow_call_ = false;  // steps that are skipped now passed inside it
   Stall slow_call_;
   double latest_ = 0, longest_write_ = 0;
-  double logarithms_ = 0;
+  double logarithms_ = 0, last_stale_ = -1e9;
   int64_t writes_ = 0, resumptions_ = 0;
 };
 
