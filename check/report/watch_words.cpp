@@ -26,15 +26,8 @@ std::string join(const std::vector<std::string> &words) {
 
 }  // namespace
 
-std::string with_commas(int64_t count) {
-  std::string digits = std::to_string(count);
-  const int first = digits[0] == '-' ? 1 : 0;
-  for (int at = static_cast<int>(digits.size()) - 3; at > first; at -= 3) digits.insert(at, ",");
-  return digits;
-}
-
 std::string counted(int64_t count, const std::string &what) {
-  return with_commas(count) + " " + what + (count == 1 ? "" : "s");
+  return with_thousands(count) + " " + what + (count == 1 ? "" : "s");
 }
 
 std::string span_text(double seconds) {
@@ -60,7 +53,7 @@ std::string WatchWords::summary() const {
   std::string words = text("all ", counted(report_.samples.acknowledged, "acknowledged value"),
                            " of ", counted(report_.steps.acknowledged, "step"), " are there");
   if (report_.share < 1) {
-    words += text(", looked at in ", with_commas(report_.judged_points), " of ",
+    words += text(", looked at in ", with_thousands(report_.judged_points), " of ",
                   counted(report_.points, "point"));
   }
   const size_t outages = report_.outages.size();
@@ -70,26 +63,26 @@ std::string WatchWords::summary() const {
 std::string WatchWords::steps() const {
   const StepCounts &steps = report_.steps;
   std::string words = counted(steps.acknowledged, "step") + " acknowledged, " +
-                      with_commas(steps.failed) + " failed, " + with_commas(steps.unknown) +
-                      " unknown, " + with_commas(steps.skipped) + " skipped";
-  if (steps.not_watched > 0) words += ", " + with_commas(steps.not_watched) + " not watched";
+                      with_thousands(steps.failed) + " failed, " + with_thousands(steps.unknown) +
+                      " unknown, " + with_thousands(steps.skipped) + " skipped";
+  if (steps.not_watched > 0) words += ", " + with_thousands(steps.not_watched) + " not watched";
   return words;
 }
 
 std::string WatchWords::samples() const {
   const Samples &samples = report_.samples;
   if (!report_.verified && samples.acknowledged == 0) return "not read";
-  return counted(samples.acknowledged, "value") + " acknowledged: " + with_commas(samples.present) +
-         " present, " + with_commas(samples.changed) + " changed, " + with_commas(samples.lost) +
-         " lost; " + with_commas(samples.recovered) + " recovered, " +
-         with_commas(samples.foreign) + " foreign" +
-         (report_.verified ? "" : "; not read to the end");
+  return counted(samples.acknowledged, "value") +
+         " acknowledged: " + with_thousands(samples.present) + " present, " +
+         with_thousands(samples.changed) + " changed, " + with_thousands(samples.lost) + " lost; " +
+         with_thousands(samples.recovered) + " recovered, " + with_thousands(samples.foreign) +
+         " foreign" + (report_.verified ? "" : "; not read to the end");
 }
 
 std::string WatchWords::reader() const {
   const ReaderFindings &reader = report_.reader;
   if (!reader.succeeded) return "nothing: the reader never succeeded";
-  return counted(reader.stale, "stale value") + ", " + with_commas(reader.foreign) +
+  return counted(reader.stale, "stale value") + ", " + with_thousands(reader.foreign) +
          " that no step wrote, " + counted(reader.holes, "hole") + " in history";
 }
 
@@ -173,7 +166,7 @@ std::vector<std::pair<std::string, std::string>> WatchWords::facts() const {
   if (report_.rows_read > 0 && report_.verify_seconds > 0) {
     const double rate = static_cast<double>(report_.rows_read) / report_.verify_seconds;
     all.push_back(
-        {"Read back", text(with_commas(report_.rows_read), " rows in ",
+        {"Read back", text(with_thousands(report_.rows_read), " rows in ",
                            span_text(report_.verify_seconds), ", ", rate_text(rate), " a second")});
   }
   all.push_back({"When", text(clock_text(report_.started), " UTC, ", span_text(report_.seconds))});

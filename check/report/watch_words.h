@@ -30,8 +30,6 @@ class WatchWords {
   bool days_;
 };
 
-// "1,234,567"
-std::string with_commas(int64_t count);
 // "1 step", "1,234 steps"
 std::string counted(int64_t count, const std::string &what);
 // "8.2 s", "3 min 12 s", "2 d 4 h"

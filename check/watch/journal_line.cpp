@@ -105,12 +105,9 @@ struct Writer {
 };
 
 StepEnded step_ended(const json &fields) {
-  StepEnded line{fields.at("done"),
-                 fields.at("at"),
-                 fields.at("took"),
-                 outcome_called(fields.at("outcome")),
-                 fields.value("code", ""),
-                 {},
+  StepEnded line{fields.at("done"),        fields.at("at"),
+                 fields.at("took"),        outcome_called(fields.at("outcome")),
+                 fields.value("code", ""), {},
                  fields.value("said", "")};
   if (!fields.contains("failed_points")) return line;
   for (const json &part : fields["failed_points"]) {

@@ -14,12 +14,12 @@ void add_failures(WatchReport &report, const Circumstances &c) {
   const std::string of = " of " + counted(samples.acknowledged, "acknowledged value");
   if (c.tree_missing) reasons.push_back("the tree is not there: is this the right server?");
   if (samples.lost > 0) {
-    reasons.push_back(with_commas(samples.lost) + of + (samples.lost == 1 ? " is" : " are") +
+    reasons.push_back(with_thousands(samples.lost) + of + (samples.lost == 1 ? " is" : " are") +
                       " lost");
   }
   if (samples.changed > 0) {
-    reasons.push_back(with_commas(samples.changed) + of + (samples.changed == 1 ? " is" : " are") +
-                      " changed");
+    reasons.push_back(with_thousands(samples.changed) + of +
+                      (samples.changed == 1 ? " is" : " are") + " changed");
   }
   if (samples.foreign > 0) {
     reasons.push_back(counted(samples.foreign, "row") + " in history that no step wrote");
@@ -78,7 +78,7 @@ void give_verdict(WatchReport &report, const Circumstances &circumstances) {
   if (report.interrupted != 0) report.verdict = WatchVerdict::unknown;
   if (!c.until.empty()) report.remarks.push_back("nothing later than " + c.until + " was judged");
   if (report.share < 1) {
-    report.remarks.push_back(text("judged by ", with_commas(report.judged_points), " of ",
+    report.remarks.push_back(text("judged by ", with_thousands(report.judged_points), " of ",
                                   counted(report.points, "point"), ", which the seed chose"));
   }
 }
