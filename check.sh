@@ -10,7 +10,7 @@ build release kelpcheck
 host=("-Hfile:$root/build/check.db")
 for argument in "$@"; do
   case $argument in
-    -H* | --host* | --help | --version | compare) host=() ;;
+    -H* | --host* | --help | --version | compare | verify) host=() ;;
   esac
 done
 exec "$root/build/release/kelpcheck" "$@" "${host[@]}"

@@ -58,6 +58,10 @@ svg .head { font-weight: 600 } .middle { text-anchor: middle } .end { text-ancho
 .key i + i { margin-left: 14px } .k-line { width: 22px; border-top: 2px solid var(--mark) }
 .k-dot { width: 7px; height: 7px; border-radius: 4px; background: var(--bad) }
 .k-median { width: 8px; height: 8px; border-radius: 4px; background: var(--mark) }
+.o-ack { --o: var(--good) } .o-fail, .o-lost { --o: var(--bad) } .o-unk { --o: #8e5bb5 }
+.o-skip { --o: var(--idle) } .o-gap { --o: var(--line) }
+svg .o-ack, svg .o-fail, svg .o-lost, svg .o-unk, svg .o-skip, svg .o-gap { fill: var(--o) }
+.k-sq { width: 10px; height: 10px; background: var(--o) }
 .k-box { width: 18px; height: 8px; background: var(--pale) }
 ul { margin: 0; padding-left: 20px } .sign { display: none } .sign td { height: 44px; vertical-align: bottom }
 footer { margin-top: 44px; color: var(--soft); font-size: 13px }

@@ -4,7 +4,7 @@
 
 #include "report/svg.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -178,4 +178,4 @@ std::string time_line_chart(const WatchReport &report, const WatchWords &words) 
   return Chart(report, words).drawn();
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

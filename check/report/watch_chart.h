@@ -4,8 +4,8 @@
 
 #include "report/watch_words.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 std::string time_line_chart(const WatchReport &report, const WatchWords &words);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

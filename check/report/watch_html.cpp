@@ -3,7 +3,7 @@
 #include "report/watch_chart.h"
 #include "report/watch_reports.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -98,4 +98,4 @@ std::string watch_html(const WatchReport &report) {
              "any more; of failed and unknown steps nothing is promised.");
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

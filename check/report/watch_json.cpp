@@ -5,7 +5,7 @@
 #include "report/watch_words.h"
 #include "result/times.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 using nlohmann::ordered_json;
 
@@ -53,7 +53,7 @@ ordered_json patches_of(const WatchReport &report, const std::vector<Patch> &pat
   ordered_json list = ordered_json::array();
   for (const Patch &patch : patches) {
     ordered_json points = ordered_json::array();
-    for (const Range &part : patch.points.parts()) {
+    for (const Span &part : patch.points.parts()) {
       points.push_back({part.first + 1, part.last + 1});  // as they are named
     }
     list.push_back({{"first", iso_text(static_cast<double>(report.time_of(patch.steps.first)))},
@@ -132,4 +132,4 @@ std::string watch_json(const WatchReport &report) {
   return all.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

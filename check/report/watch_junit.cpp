@@ -8,7 +8,7 @@
 #include "result/text.h"
 #include "result/times.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -86,4 +86,4 @@ std::string watch_junit(const WatchReport &report) {
   return out.str();
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

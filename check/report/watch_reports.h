@@ -6,7 +6,7 @@
 
 #include "result/watch.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 // The end of what the terminal shows; `quiet` leaves only what is wrong, and the verdict.
 void print_watch(const WatchReport &report, std::ostream &out, bool colours, bool quiet);
@@ -14,4 +14,4 @@ std::string watch_json(const WatchReport &report);
 std::string watch_junit(const WatchReport &report);
 std::string watch_html(const WatchReport &report);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

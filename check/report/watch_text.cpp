@@ -4,7 +4,7 @@
 #include "report/watch_words.h"
 #include "result/text.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -73,4 +73,4 @@ void print_watch(const WatchReport &report, std::ostream &out, bool colours, boo
       << std::flush;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -5,7 +5,7 @@
 
 #include "result/text.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -114,7 +114,7 @@ std::string WatchWords::points(const Ranges &points) const {
     return std::string(buffer);
   };
   std::vector<std::string> parts;
-  for (const Range &part : points.parts()) {
+  for (const Span &part : points.parts()) {
     if (parts.size() == kMostParts) {
       parts.push_back("...");
       break;
@@ -179,4 +179,4 @@ std::vector<std::pair<std::string, std::string>> WatchWords::facts() const {
   return all;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -3,7 +3,7 @@
 
 #include "result/watch.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 class WatchWords {
  public:
@@ -35,4 +35,4 @@ std::string counted(int64_t count, const std::string &what);
 // "8.2 s", "3 min 12 s", "2 d 4 h"
 std::string span_text(double seconds);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

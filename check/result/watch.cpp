@@ -1,6 +1,6 @@
 #include "result/watch.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 const char *name_of(Outcome outcome) {
   switch (outcome) {
@@ -41,4 +41,4 @@ int WatchReport::exit_status() const {
   }
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -12,7 +12,7 @@
 
 #include "result/ranges.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 // Of a step. Nobody knows whether an unknown one took effect; a skipped one was never called; while
 // no watch ran nothing was written, and nothing is said about the server.
@@ -51,7 +51,7 @@ struct Samples {
 
 // Values of the same points over neighbouring steps.
 struct Patch {
-  Range steps;
+  Span steps;
   Ranges points;
   int64_t values = 0;
   double before_outage = -1;  // seconds from its last step to the next outage; negative: none
@@ -127,4 +127,4 @@ struct WatchReport {
   int exit_status() const;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

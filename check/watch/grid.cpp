@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 std::optional<int64_t> Grid::step_at(int64_t time) const {
   const int64_t passed = time - first;
@@ -43,4 +43,4 @@ double TimeBase::drift(int64_t monotonic_ns, int64_t server_time) const {
   return std::abs(apart) <= 1 ? 0 : apart;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

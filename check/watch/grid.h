@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <optional>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 struct Grid {
   int64_t first = 0;  // seconds since 1970
@@ -43,4 +43,4 @@ class TimeBase {
   double offset_ = 0;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <thread>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -164,4 +164,4 @@ bool Journal::flush() {
   return true;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

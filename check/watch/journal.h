@@ -8,7 +8,7 @@
 
 #include "watch/journal_line.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 // A journal that cannot be used, and why.
 struct JournalProblem : std::runtime_error {
@@ -63,4 +63,4 @@ class Journal {
   std::string problem_;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

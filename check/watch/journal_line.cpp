@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 using nlohmann::json;
 using nlohmann::ordered_json;
@@ -35,7 +35,7 @@ ReaderFound::Kind found_kind(const std::string &name) {
 Outcome outcome_called(const std::string &name) {
   for (int i = 0; i < kOutcomes; ++i) {
     const auto outcome = static_cast<Outcome>(i);
-    if (name == kelpcheck::name_of(outcome)) return outcome;
+    if (name == watch::name_of(outcome)) return outcome;
   }
   throw std::runtime_error("no outcome is called " + name);
 }
@@ -54,10 +54,10 @@ struct Writer {
     ordered_json fields{{"done", line.step},
                         {"at", short_of(line.at)},
                         {"took", short_of(line.seconds)},
-                        {"outcome", kelpcheck::name_of(line.outcome)}};
+                        {"outcome", watch::name_of(line.outcome)}};
     if (!line.code.empty()) fields["code"] = line.code;
     if (!line.said.empty()) fields["said"] = line.said;
-    for (const Range &part : line.failed.parts()) {
+    for (const Span &part : line.failed.parts()) {
       fields["failed_points"].push_back({part.first, part.last});
     }
     return fields;
@@ -111,7 +111,7 @@ StepEnded step_ended(const json &fields) {
                  fields.value("said", "")};
   if (!fields.contains("failed_points")) return line;
   for (const json &part : fields["failed_points"]) {
-    line.failed.add(Range{part.at(0).get<int64_t>(), part.at(1).get<int64_t>()});
+    line.failed.add(Span{part.at(0).get<int64_t>(), part.at(1).get<int64_t>()});
   }
   return line;
 }
@@ -198,4 +198,4 @@ JournalLine parse_line(const std::string &text) {
   return event_line(fields);
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -6,7 +6,7 @@
 
 #include "result/watch.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 inline constexpr int kJournalVersion = 1;
 
@@ -96,4 +96,4 @@ std::string to_json(const JournalLine &line);
 JournalHead parse_head(const std::string &text);
 JournalLine parse_line(const std::string &text);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -5,7 +5,7 @@
 #include "result/text.h"
 #include "watch/values.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -34,7 +34,7 @@ Findings Judge::stale(const CurrentValues &read, const Steps &steps, double bega
   Findings found;
   for (const CurrentGroup &group : read.groups) {
     if (group.step == kForeignValue || group.step >= end) continue;
-    for (const Range &part : group.points.parts()) {
+    for (const Span &part : group.points.parts()) {
       for (int64_t point = part.first; point <= part.last; ++point) {
         const int64_t due = steps.last_acknowledged(end, point);
         if (group.step >= due) continue;
@@ -79,13 +79,13 @@ bool Judge::stays(const Place &place, double began, std::map<Place, Hole> &still
   return tell;
 }
 
-Findings Judge::holes(const Observation &read, const Steps &steps, Range over, double began) {
-  const Range settled{over.first, std::min(over.last, settled_end(began) - 1)};
+Findings Judge::holes(const Observation &read, const Steps &steps, Span over, double began) {
+  const Span settled{over.first, std::min(over.last, settled_end(began) - 1)};
   const Sorted sorted = sort_values(read, steps, settled);
   Findings found;
   std::map<Place, Hole> still;
   for (const Damage &damage : sorted.lost) {
-    for (const Range &part : damage.points.parts()) {
+    for (const Span &part : damage.points.parts()) {
       for (int64_t step = damage.steps.first; step <= damage.steps.last; ++step) {
         if (!stays({step, part.first}, began, still)) continue;
         const Written want = written_value(seed_, part.first, step);
@@ -99,7 +99,7 @@ Findings Judge::holes(const Observation &read, const Steps &steps, Range over, d
   }
   Ranges points;
   for (const Observed &group : read.groups) {
-    for (const Range &part : group.points.parts()) points.add(part);
+    for (const Span &part : group.points.parts()) points.add(part);
   }
   for (const auto &[place, hole] : holes_) {
     const bool other = !points.contains(place.second) && place.first >= over.first;
@@ -116,4 +116,4 @@ int64_t Judge::oldest_hole() const {
   return -1;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

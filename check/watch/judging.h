@@ -7,7 +7,7 @@
 
 #include "watch/sorting.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 struct Findings {
   int64_t values = 0;
@@ -31,7 +31,7 @@ class Judge {
 
   // Of a read of history over these steps that began then: holes that have stayed for `settle`,
   // each told once.
-  Findings holes(const Observation &read, const Steps &steps, Range over, double began);
+  Findings holes(const Observation &read, const Steps &steps, Span over, double began);
   // The first step with a hole that has not been told; -1 without one.
   int64_t oldest_hole() const;
 
@@ -51,4 +51,4 @@ class Judge {
   std::map<Place, Hole> holes_;  // of the points that are read again
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -81,4 +81,4 @@ int64_t Link::due() const {
 
 std::vector<int> Link::descriptors() const { return worker_->descriptors(); }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

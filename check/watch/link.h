@@ -5,7 +5,7 @@
 
 #include "watch/servant.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 class Link {
  public:
@@ -52,4 +52,4 @@ class Link {
   int64_t connect_at_ = 0;  // now_ns()
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

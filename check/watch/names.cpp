@@ -5,7 +5,7 @@
 
 #include "result/times.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -18,7 +18,7 @@ const std::string kSeed = ", seed ";
 
 }  // namespace
 
-Range WatchNames::points_of(int64_t node) const {
+Span WatchNames::points_of(int64_t node) const {
   return {node * kPointsPerNode, std::min((node + 1) * kPointsPerNode, points_) - 1};
 }
 
@@ -47,4 +47,4 @@ std::optional<uint64_t> seed_of_mark(const std::string &text) {
   return seed;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

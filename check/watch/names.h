@@ -8,7 +8,7 @@
 
 #include "result/ranges.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 class WatchNames {
  public:
@@ -20,7 +20,7 @@ class WatchNames {
   const std::string &database() const { return database_; }
   int64_t points() const { return points_; }
   int64_t nodes() const { return (points_ + kPointsPerNode - 1) / kPointsPerNode; }
-  Range points_of(int64_t node) const;
+  Span points_of(int64_t node) const;
   std::string node(int64_t number) const;  // own names
   std::string point(int64_t number) const;
   std::string full_node(int64_t number) const;  // full ones
@@ -38,4 +38,4 @@ std::string watch_mark(uint64_t seed, int64_t first);
 // The seed of a mark; nothing for other texts.
 std::optional<uint64_t> seed_of_mark(const std::string &text);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -5,7 +5,7 @@
 #include "result/text.h"
 #include "watch/values.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -79,4 +79,4 @@ int64_t step_of(const Grid &grid, uint64_t seed, int64_t point, const Row &curre
   return known ? *step : kForeignValue;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

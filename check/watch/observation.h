@@ -8,7 +8,7 @@
 #include "result/watch.h"
 #include "watch/grid.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 struct Row {
   int64_t time;
@@ -59,4 +59,4 @@ int64_t step_of(const Grid &grid, uint64_t seed, int64_t point, const Row &curre
 // "status 0, value 12.5"
 std::string value_text(int16_t status, double value);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 void adopt_server(const CLI::App &app, const JournalHead &head, ServerOptions &server) {
   const auto adopt = [&](const char *option, auto &ours, const auto &its) {
@@ -18,4 +18,4 @@ void adopt_server(const CLI::App &app, const JournalHead &head, ServerOptions &s
   adopt("--prefix", server.prefix, head.prefix);
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -10,7 +10,7 @@ namespace CLI {
 class App;
 }
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 struct WatchOptions {
   ServerOptions server;
@@ -36,4 +36,4 @@ struct VerifyOptions {
 // What the command line does not say of the server is as it was when the journal was begun.
 void adopt_server(const CLI::App &app, const JournalHead &head, ServerOptions &server);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -68,7 +68,7 @@ bool WatchReader::look_is_due() const {
   return enough && !recorder_.story().history_kept();
 }
 
-Range WatchReader::window() {
+Span WatchReader::window() {
   const int64_t last = judge_.settled_end(now()) - 1;
   const int64_t first = std::max<int64_t>(0, last - kStepsPerWindow + 1);
   const int64_t open = judge_.oldest_hole();
@@ -86,7 +86,7 @@ void WatchReader::ask() {
   }
 }
 
-void WatchReader::ask_history(Range steps) {
+void WatchReader::ask_history(Span steps) {
   asked_steps_ = steps;
   if (first_point_ >= head_.points) first_point_ = 0;
   const int64_t most =
@@ -152,4 +152,4 @@ void WatchReader::take_look(const Link::Event &event) {
   if (some || first_point_ >= head_.points) recorder_.record(HistoryLooked{now(), some});
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -6,7 +6,7 @@
 #include "watch/link.h"
 #include "watch/recorder.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 class WatchReader {
  public:
@@ -28,9 +28,9 @@ class WatchReader {
   void take_look(const Link::Event &event);
   void found(ReaderFound::Kind kind, const Findings &findings);
   void ask();
-  void ask_history(Range steps);
+  void ask_history(Span steps);
   bool look_is_due() const;
-  Range window();
+  Span window();
   double now() const { return base_.moment(now_ns()); }
 
   JournalHead head_;
@@ -43,7 +43,7 @@ class WatchReader {
   int64_t reads_ = 0;
   bool reading_ = false;  // the last read succeeded
   double asked_ = 0;      // when the read that runs began
-  Range asked_steps_;
+  Span asked_steps_;
 
   std::vector<int64_t> first_steps_;  // of this watch, the first few that were acknowledged
   double first_settled_ = 0;
@@ -55,4 +55,4 @@ class WatchReader {
   double give_up_ = 0;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -1,6 +1,6 @@
 #include "watch/recorder.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 bool Recorder::record(const JournalLine &line) {
   story_.take(line);
@@ -19,4 +19,4 @@ bool Recorder::written(bool done) {
   return done;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -4,7 +4,7 @@
 #include "watch/journal.h"
 #include "watch/story.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 class Recorder {
  public:
@@ -26,4 +26,4 @@ class Recorder {
   bool failing_ = false;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 using nlohmann::json;
 
@@ -10,11 +10,11 @@ namespace {
 
 json json_of(const Ranges &ranges) {
   json parts = json::array();
-  for (const Range &part : ranges.parts()) parts.push_back({part.first, part.last});
+  for (const Span &part : ranges.parts()) parts.push_back({part.first, part.last});
   return parts;
 }
 
-Range range_of(const json &fields) { return {fields.at(0), fields.at(1)}; }
+Span range_of(const json &fields) { return {fields.at(0), fields.at(1)}; }
 
 Ranges ranges_of(const json &fields) {
   Ranges ranges;
@@ -104,4 +104,4 @@ Reply parse_reply(const std::string &text) {
   return reply;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

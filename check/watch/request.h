@@ -3,7 +3,7 @@
 
 #include "watch/observation.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 struct Request {
   enum What : int {
@@ -43,4 +43,4 @@ std::string to_json(const Reply &reply);
 Request parse_request(const std::string &text);
 Reply parse_reply(const std::string &text);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -8,7 +8,7 @@
 #include "result/clock.h"
 #include "result/text.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -49,4 +49,4 @@ void Screen::wipe() {
   shown_ = false;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -8,7 +8,7 @@
 
 #include "watch/story.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 class Screen {
  public:
@@ -33,4 +33,4 @@ class Screen {
   int64_t shown_at_ = 0;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

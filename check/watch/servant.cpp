@@ -4,7 +4,7 @@
 
 #include "watch/values.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -114,7 +114,7 @@ std::vector<std::string> Servant::marks() {
 
 // Which of a node's points of the watch are there.
 std::vector<bool> Servant::points_under(int64_t node) {
-  const Range points = names_.points_of(node);
+  const Span points = names_.points_of(node);
   std::vector<std::string> listed;
   const Objects children = session_->children(names_.full_node(node));
   for (size_t i = 0; i < children.size(); ++i) {
@@ -154,7 +154,7 @@ void Servant::look_up() {
   const std::vector<std::string> found = marks();
   Names names;
   for (int64_t node = 0; node < names_.nodes(); ++node) {
-    const Range points = names_.points_of(node);
+    const Span points = names_.points_of(node);
     if (seed_of_mark(found[static_cast<size_t>(node)]) != head_.seed) {
       missing_.add(points);
       continue;
@@ -204,7 +204,7 @@ void Servant::make_nodes() {
 }
 
 void Servant::make_points(int64_t node) {
-  const Range points = names_.points_of(node);
+  const Span points = names_.points_of(node);
   const std::vector<bool> there = points_under(node);
   Objects made(context_, 0);
   std::vector<ObjectHandle> some;
@@ -258,7 +258,7 @@ void Servant::write(const Request &request, Reply &reply) {
 
 void Servant::read_current(const Request &request, Reply &reply) {
   const Grid grid{request.first, head_.every};
-  for (const Range &part : missing_.parts()) {
+  for (const Span &part : missing_.parts()) {
     for (int64_t point = part.first; point <= part.last; ++point) {
       reply.current.add(point, kNoValue);
     }
@@ -300,7 +300,7 @@ Shown Servant::rows_of(const History &history, size_t result, int64_t point, con
 void Servant::read_history(const Request &request, Reply &reply) {
   Ids some;
   std::vector<int64_t> points;
-  for (const Range &part : request.points.parts()) {
+  for (const Span &part : request.points.parts()) {
     auto at = std::lower_bound(points_.begin(), points_.end(), part.first);
     for (; at != points_.end() && *at <= part.last; ++at) {
       points.push_back(*at);
@@ -321,7 +321,7 @@ void Servant::read_history(const Request &request, Reply &reply) {
 }
 
 void Servant::remove_points(int64_t node) {
-  const Range points = names_.points_of(node);
+  const Span points = names_.points_of(node);
   Objects children = session_->children(names_.full_node(node));
   std::vector<std::string> mine;
   for (int64_t point = points.first; point <= points.last; ++point) {
@@ -359,4 +359,4 @@ std::unique_ptr<Worker> make_servant(const ServerOptions &server, const JournalH
   });
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

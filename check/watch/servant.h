@@ -10,7 +10,7 @@
 #include "watch/names.h"
 #include "watch/request.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 class Servant {
  public:
@@ -60,4 +60,4 @@ class Servant {
 // A child that answers the requests of request.h.
 std::unique_ptr<Worker> make_servant(const ServerOptions &server, const JournalHead &head);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -13,7 +13,7 @@ int64_t within_int32(int64_t time) { return std::clamp<int64_t>(time, INT32_MIN,
 
 }  // namespace
 
-Slices::Slices(const Ranges &points, Range steps, const Grid &grid, bool behind)
+Slices::Slices(const Ranges &points, Span steps, const Grid &grid, bool behind)
     : points_(points.parts()), steps_(steps), grid_(grid), behind_(behind) {
   all_ = points.count() * steps.size();
   begin_part();
@@ -29,7 +29,7 @@ void Slices::begin_part() {
 Ranges Slices::take_points(int64_t most) {
   Ranges some;
   while (most > 0 && part_ < points_.size()) {
-    const Range take{point_, std::min(points_[part_].last, point_ + most - 1)};
+    const Span take{point_, std::min(points_[part_].last, point_ + most - 1)};
     some.add(take);
     most -= take.size();
     point_ = take.last + 1;
@@ -50,7 +50,7 @@ std::optional<Slice> Slices::next() {
     if (current_.empty()) current_ = take_points(std::max<int64_t>(1, rows_ / steps_.size()));
     if (!current_.empty()) {
       const int64_t most = std::max<int64_t>(1, rows_ / current_.count());
-      const Range steps{step_, std::min(step_ + most - 1, steps_.last)};
+      const Span steps{step_, std::min(step_ + most - 1, steps_.last)};
       const Slice slice{
           current_, steps, grid_.time_of(steps.first), within_int32(grid_.time_of(steps.last + 1)),
           false,    0};
@@ -65,7 +65,7 @@ std::optional<Slice> Slices::next() {
   } else if (phase_ == before || (phase_ == after && behind_)) {
     const Ranges some = take_points(kPointsBeside);
     const int64_t begin = grid_.time_of(steps_.first), end = grid_.time_of(steps_.last + 1);
-    const Range none{0, -1};
+    const Span none{0, -1};
     if (!some.empty() && phase_ == before) {
       return Slice{some, none, within_int32(begin - kDay), begin, true, 0};
     }
@@ -79,12 +79,12 @@ std::optional<Slice> Slices::next() {
 
 bool Slices::halve(const Slice &slice) {
   Slice one = slice, other = slice;
-  const std::vector<Range> &parts = slice.points.parts();
+  const std::vector<Span> &parts = slice.points.parts();
   if (slice.points.count() > 1) {
     const int64_t half = slice.points.count() / 2;
     one.points = other.points = {};
     int64_t taken = 0;
-    for (const Range &part : parts) {
+    for (const Span &part : parts) {
       const int64_t split = std::clamp(part.first + half - taken, part.first, part.last + 1);
       one.points.add({part.first, split - 1});
       other.points.add({split, part.last});
@@ -107,4 +107,4 @@ bool Slices::halve(const Slice &slice) {
   return true;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -6,12 +6,12 @@
 #include "watch/grid.h"
 #include "watch/steps.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 // Some points over some time.
 struct Slice {
   Ranges points;
-  Range steps;                 // in it; none beside the watch's own time
+  Span steps;                  // in it; none beside the watch's own time
   int64_t begin = 0, end = 0;  // seconds, the end not included
   bool margin = false;         // before the first step or behind the last one
   int64_t first_asked = 0;     // now_ns(), 0 for never
@@ -23,7 +23,7 @@ class Slices {
 
   // All rows of these points over these steps, and those of a day before; also of a day behind if
   // `behind` says so.
-  Slices(const Ranges &points, Range steps, const Grid &grid, bool behind);
+  Slices(const Ranges &points, Span steps, const Grid &grid, bool behind);
 
   // The next one; nothing when there is none left.
   std::optional<Slice> next();
@@ -37,8 +37,8 @@ class Slices {
   Ranges take_points(int64_t most);
   void begin_part();
 
-  std::vector<Range> points_;
-  Range steps_;
+  std::vector<Span> points_;
+  Span steps_;
   Grid grid_;
   bool behind_;
   int64_t rows_ = kRows;
@@ -51,4 +51,4 @@ class Slices {
   int64_t done_ = 0, all_ = 0;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

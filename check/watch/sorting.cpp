@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -11,7 +11,7 @@ class RunSorter {
  public:
   RunSorter(const Steps::Run &run, const Observed &group, Sorted &to)
       : run_(run), shown_(group.shown), to_(to) {
-    for (const Range &part : group.points.parts()) split(part);
+    for (const Span &part : group.points.parts()) split(part);
   }
 
   void sort() {
@@ -32,11 +32,11 @@ class RunSorter {
 
  private:
   // The points whose entries failed are apart from the others.
-  void split(Range points) {
+  void split(Span points) {
     const Ranges &failed = run_.state->failed;
     int64_t next = points.first;
-    for (const Range &part : failed.parts()) {
-      const Range overlap{std::max(part.first, points.first), std::min(part.last, points.last)};
+    for (const Span &part : failed.parts()) {
+      const Span overlap{std::max(part.first, points.first), std::min(part.last, points.last)};
       if (overlap.size() <= 0) continue;
       done_.add({next, overlap.first - 1});
       failed_.add(overlap);
@@ -55,13 +55,13 @@ class RunSorter {
     samples.lost += (run_.steps.size() - right - wrong) * points;
     int64_t next = run_.steps.first;
     Ranges there = shown_.right;
-    for (const Range &part : shown_.wrong.parts()) {
-      const Range changed{std::max(part.first, run_.steps.first),
-                          std::min(part.last, run_.steps.last)};
+    for (const Span &part : shown_.wrong.parts()) {
+      const Span changed{std::max(part.first, run_.steps.first),
+                         std::min(part.last, run_.steps.last)};
       if (changed.size() > 0) to_.changed.push_back({changed, done_});
       there.add(part);
     }
-    for (const Range &part : there.parts()) {
+    for (const Span &part : there.parts()) {
       if (part.last < next) continue;
       if (part.first > run_.steps.last) break;
       lose({next, part.first - 1});
@@ -70,7 +70,7 @@ class RunSorter {
     lose({next, run_.steps.last});
   }
 
-  void lose(Range steps) {
+  void lose(Span steps) {
     if (steps.size() > 0) to_.lost.push_back({steps, done_});
   }
 
@@ -82,7 +82,7 @@ class RunSorter {
 
 }  // namespace
 
-Sorted sort_values(const Observation &observation, const Steps &steps, Range over) {
+Sorted sort_values(const Observation &observation, const Steps &steps, Span over) {
   Sorted sorted;
   const std::vector<Steps::Run> runs = steps.runs(over);
   for (const Observed &group : observation.groups) {
@@ -97,7 +97,7 @@ Sorted sort_values(const Observation &observation, const Steps &steps, Range ove
   return sorted;
 }
 
-Sorted all_lost(const Ranges &points, const Steps &steps, Range over) {
+Sorted all_lost(const Ranges &points, const Steps &steps, Span over) {
   Observation nothing;
   nothing.groups.push_back({points, {}});
   return sort_values(nothing, steps, over);
@@ -109,7 +109,7 @@ void Patches::add(const Damage &damage) {
   if (size_ >= kMostPieces) return;
   Ranges &points = pieces_[damage.steps];
   size_ -= static_cast<int64_t>(points.parts().size());
-  for (const Range &part : damage.points.parts()) points.add(part);
+  for (const Span &part : damage.points.parts()) points.add(part);
   size_ += static_cast<int64_t>(points.parts().size());
 }
 
@@ -165,4 +165,4 @@ void relate(std::vector<Patch> &losses, const Ranges &lost_steps, const Steps &s
   }
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -5,11 +5,11 @@
 #include "watch/observation.h"
 #include "watch/steps.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 // Lost or changed values of some points.
 struct Damage {
-  Range steps;
+  Span steps;
   Ranges points;
 };
 
@@ -20,10 +20,10 @@ struct Sorted {
 
 // Sorts what was observed of points over these steps. Rows of steps before or behind all known ones
 // count too, as foreign.
-Sorted sort_values(const Observation &observation, const Steps &steps, Range over);
+Sorted sort_values(const Observation &observation, const Steps &steps, Span over);
 
 // All of them lost: points that are not there.
-Sorted all_lost(const Ranges &points, const Steps &steps, Range over);
+Sorted all_lost(const Ranges &points, const Steps &steps, Span over);
 
 // Damage as people ask for it: neighbouring steps of the same points are one patch. Holds so many
 // pieces; what goes beyond is only counted.
@@ -40,7 +40,7 @@ class Patches {
   const Ranges &steps() const { return steps_; }
 
  private:
-  std::map<Range, Ranges> pieces_;
+  std::map<Span, Ranges> pieces_;
   int64_t size_ = 0, values_ = 0;
   Ranges steps_;
 };
@@ -54,4 +54,4 @@ int64_t gone_before(const Patches &losses, const Steps &steps, int64_t points);
 void relate(std::vector<Patch> &losses, const Ranges &lost_steps, const Steps &steps,
             const Grid &grid, std::vector<Outage> &outages);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

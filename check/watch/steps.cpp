@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -15,7 +15,7 @@ const Steps::State *Steps::interned(const State &state) {
   return &known_.try_emplace(state).first->first;
 }
 
-void Steps::append(Range steps, const State *state) {
+void Steps::append(Span steps, const State *state) {
   if (!runs_.empty() && runs_.back().state == state) {
     runs_.back().steps.last = steps.last;
   } else {
@@ -34,13 +34,12 @@ void Steps::set(int64_t step, const State &state) {
   append({step, step}, interned(state));
 }
 
-std::vector<Steps::Run> Steps::runs(Range steps) const {
+std::vector<Steps::Run> Steps::runs(Span steps) const {
   auto run = std::partition_point(runs_.begin(), runs_.end(),
                                   [&](const Run &r) { return r.steps.last < steps.first; });
   std::vector<Run> some;
   for (; run != runs_.end() && run->steps.first <= steps.last; ++run) {
-    const Range part{std::max(run->steps.first, steps.first),
-                     std::min(run->steps.last, steps.last)};
+    const Span part{std::max(run->steps.first, steps.first), std::min(run->steps.last, steps.last)};
     some.push_back({part, run->state});
   }
   return some;
@@ -85,4 +84,4 @@ int64_t Steps::last_acknowledged(int64_t end, int64_t point) const {
   return -1;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

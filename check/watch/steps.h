@@ -7,7 +7,7 @@
 
 #include "result/watch.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 class Steps {
  public:
@@ -17,7 +17,7 @@ class Steps {
     auto operator<=>(const State &) const = default;
   };
   struct Run {
-    Range steps;
+    Span steps;
     const State *state;
   };
 
@@ -30,7 +30,7 @@ class Steps {
   // The outcome for one point: failed where its entry failed.
   Outcome outcome(int64_t step, int64_t point) const;
   // The runs that have a part in these steps, cut to them.
-  std::vector<Run> runs(Range steps) const;
+  std::vector<Run> runs(Span steps) const;
   const std::vector<Run> &runs() const { return runs_; }
 
   StepCounts counts() const;
@@ -40,11 +40,11 @@ class Steps {
   int64_t last_acknowledged(int64_t end, int64_t point) const;
 
  private:
-  void append(Range steps, const State *state);
+  void append(Span steps, const State *state);
   const State *interned(const State &state);
 
   std::map<State, int> known_;  // every state once; nodes of a map stay where they are
   std::vector<Run> runs_;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -4,12 +4,12 @@
 #include <cmath>
 #include <cstdio>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
 constexpr size_t kMostExamples = 20;
-constexpr double kSameStaleness = 30;  // seconds between reads that are told as one
+constexpr double kSameFinding = 30;  // seconds between reads that are told as one
 const std::string kNoSession = "no session";
 
 std::string seconds_text(double seconds) {
@@ -49,7 +49,7 @@ void Story::tell(double at, const std::string &words) const {
 }
 
 void Story::set(int64_t step, const Steps::State &state) {
-  const Range gap{steps_.end(), step - 1};
+  const Span gap{steps_.end(), step - 1};
   if (gap.size() > 0 && broken_) {
     for (int64_t lost = gap.first; lost <= gap.last; ++lost) {
       steps_.set(lost, {Outcome::unknown, {}});
@@ -98,6 +98,7 @@ void Story::on(const StepEnded &line) {
     recover(latest_);
   } else {
     fail(begin, line.code, call_words(line.code), line.said);
+    ++not_written_;
   }
 }
 
@@ -108,6 +109,7 @@ void Story::on(const StepSkipped &line) {
   line_.add(line.step, Outcome::skipped, -1);
   if (out_) {
     ++outages_.back().skipped;
+    ++not_written_;
     return;
   }
   if (!line.busy || !after_slow_call_) return;
@@ -165,10 +167,11 @@ void Story::on(const ReaderFound &line) {
   static const char *const names[] = {"stale", "foreign", "missing in history"};
   int64_t *const counts[] = {&reader_.stale, &reader_.foreign, &reader_.holes};
   *counts[line.kind] += line.values;
-  if (reader_.examples.size() < kMostExamples) reader_.examples.push_back(line.example);
-  const bool goes_on = line.kind == ReaderFound::stale && line.at - last_stale_ < kSameStaleness;
-  if (line.kind == ReaderFound::stale) last_stale_ = line.at;
+  double &last = last_found_[line.kind];
+  const bool goes_on = line.kind != ReaderFound::hole && line.at - last < kSameFinding;
+  last = line.at;
   if (goes_on) return;
+  if (reader_.examples.size() < kMostExamples) reader_.examples.push_back(line.example);
   tell(line.at, std::to_string(line.values) + (line.values == 1 ? " value is " : " values are ") +
                     names[line.kind] + ": " + line.example.point + ", expected " +
                     line.example.expected + ", got " + line.example.got);
@@ -202,6 +205,7 @@ void Story::fail(double at, const std::string &code, const std::string &words,
                  const std::string &said) {
   if (!out_) {
     outages_.push_back({at, 0, false, 0, 0, {}, 0});
+    not_written_ = 0;
     const std::string line = said.substr(0, said.find('\n'));
     tell(at, "outage: " + words + (line.empty() ? "" : " (" + line + ")"));
   }
@@ -218,8 +222,8 @@ void Story::recover(double at) {
   Outage &outage = outages_.back();
   outage.seconds = at - outage.begin;
   outage.over = true;
-  tell(at, "back after " + seconds_text(outage.seconds) + ", " + steps_text(outage.skipped) +
+  tell(at, "back after " + seconds_text(outage.seconds) + ", " + steps_text(not_written_) +
                " not written");
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

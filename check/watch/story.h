@@ -12,7 +12,7 @@
 #include "watch/steps.h"
 #include "watch/time_line.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 // What a terminal shows for good.
 struct Notice {
@@ -85,8 +85,10 @@ class Story {
   bool after_slow_call_ = false;  // steps that are skipped now passed inside it
   Stall slow_call_;
   double latest_ = 0, longest_write_ = 0;
-  double logarithms_ = 0, last_stale_ = -1e9;
+  double logarithms_ = 0;
+  double last_found_[3] = {-1e9, -1e9, -1e9};  // by kind
+  int64_t not_written_ = 0;                    // steps since the outage began
   int64_t writes_ = 0, resumptions_ = 0;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

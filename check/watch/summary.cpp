@@ -4,7 +4,7 @@
 #include "result/text.h"
 #include "watch/values.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -133,4 +133,4 @@ Ranges shared_points(const JournalHead &head, double share) {
   return some;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

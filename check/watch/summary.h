@@ -4,7 +4,7 @@
 #include "watch/story.h"
 #include "watch/verification.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 // What bears on the verdict beside the numbers of the report.
 struct Circumstances {
@@ -28,4 +28,4 @@ void tell_verification(WatchReport &report, const Verification &verification, co
 // The points that a share of all means, by the seed; at least one.
 Ranges shared_points(const JournalHead &head, double share);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

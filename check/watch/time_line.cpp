@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 TimeLineBuilder::Part &TimeLineBuilder::part_of(int64_t step) {
   while (step / width_ >= static_cast<int64_t>(kMostColumns)) {
@@ -35,7 +35,7 @@ void TimeLineBuilder::add(int64_t step, Outcome outcome, double seconds) {
   part.longest = std::max(part.longest, static_cast<float>(seconds));
 }
 
-void TimeLineBuilder::add_not_watched(Range steps) {
+void TimeLineBuilder::add_not_watched(Span steps) {
   part_of(steps.last);  // so that the columns are as wide as they have to be
   for (int64_t step = steps.first; step <= steps.last;) {
     const int64_t behind = std::min((step / width_ + 1) * width_, steps.last + 1);
@@ -58,4 +58,4 @@ TimeLine TimeLineBuilder::finished() const {
   return line;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -4,7 +4,7 @@
 
 #include "result/watch.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 class TimeLineBuilder {
  public:
@@ -12,7 +12,7 @@ class TimeLineBuilder {
 
   // `seconds` is how long the write took; negative without one.
   void add(int64_t step, Outcome outcome, double seconds);
-  void add_not_watched(Range steps);
+  void add_not_watched(Span steps);
   TimeLine finished() const;
 
  private:
@@ -28,4 +28,4 @@ class TimeLineBuilder {
   std::vector<Part> parts_;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -4,7 +4,7 @@
 
 #include <iterator>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -64,4 +64,4 @@ bool in_share(uint64_t seed, int64_t point, double share) {
   return static_cast<double>(draw) < share * static_cast<double>(uint64_t{1} << kDigits);
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 struct Written {
   int16_t status;
@@ -24,4 +24,4 @@ Written written_value(uint64_t seed, int64_t point, int64_t step);
 // Whether the point belongs to a share of all, 0 to 1, that the seed chooses.
 bool in_share(uint64_t seed, int64_t point, double share);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -6,7 +6,7 @@
 #include "process/waiting.h"
 #include "result/text.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -74,7 +74,7 @@ void Verification::run() {
   began_ = last_answer_ = now_ns();
   if (look() && task_.steps.size() > 0) {
     Ranges there;
-    for (const Range &part : task_.points.parts()) {
+    for (const Span &part : task_.points.parts()) {
       for (int64_t point = part.first; point <= part.last; ++point) {
         if (!missing_.contains(point)) there.add(point);
       }
@@ -107,7 +107,7 @@ bool Verification::look() {
     wait = std::min(2 * wait, kLongestPause);
   }
   Ranges gone;
-  for (const Range &part : task_.points.parts()) {
+  for (const Span &part : task_.points.parts()) {
     for (int64_t point = part.first; point <= part.last; ++point) {
       if (missing_.contains(point)) gone.add(point);
     }
@@ -227,4 +227,4 @@ std::string Verification::remove() {
   return last_code_;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -7,13 +7,13 @@
 #include "watch/slices.h"
 #include "watch/sorting.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 struct VerifyTask {
   ServerOptions server;
   JournalHead head;
   Grid grid;
-  Range steps;         // that are judged
+  Span steps;          // that are judged
   Ranges points;       // that are judged
   bool behind = true;  // whether rows behind the last step are judged too
   double settle = 5;
@@ -78,4 +78,4 @@ class Verification {
   double seconds_ = 0;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -14,15 +14,15 @@
 #include "result/text.h"
 #include "result/times.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
 constexpr int kNoConnection = 3;
 
 // The steps that are judged: all that are known, or those up to a moment.
-Range judged_steps(const Steps &steps, const Grid &grid, const std::optional<int64_t> &until) {
-  Range judged{0, steps.end() - 1};
+Span judged_steps(const Steps &steps, const Grid &grid, const std::optional<int64_t> &until) {
+  Span judged{0, steps.end() - 1};
   if (!until) return judged;
   const int64_t behind = grid.next_step(static_cast<double>(*until) + 0.5);
   judged.last = std::min(judged.last, behind - 1);
@@ -122,7 +122,7 @@ WatchReport verify_journal(const std::string &mode, const VerifyOptions &options
 
 void require_writable(const ReportOptions &reports) {
   for (const std::string &path : {reports.json, reports.junit, reports.html}) {
-    if (!path.empty()) require_writable(path);
+    if (!path.empty()) kelpcheck::require_writable(path);
   }
 }
 
@@ -148,4 +148,4 @@ int deliver(const WatchReport &report, const ReportOptions &reports, Screen &scr
   return report.interrupted != 0 ? report.exit_status() : status;
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -5,7 +5,7 @@
 #include "watch/options.h"
 #include "watch/summary.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 struct JournalRead {
   JournalHead head;
@@ -23,4 +23,4 @@ int deliver(const WatchReport &report, const ReportOptions &reports, Screen &scr
 // Finds out whether the files can be written.
 void require_writable(const ReportOptions &reports);
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -8,7 +8,7 @@
 #include "watch/journal.h"
 #include "watch/verify.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -109,6 +109,8 @@ int VerifyCommand::run() {
 
 }  // namespace
 
-std::unique_ptr<Command> verify_command() { return std::make_unique<VerifyCommand>(); }
+}  // namespace kelpcheck::watch
 
-}  // namespace kelpcheck
+std::unique_ptr<kelpcheck::Command> kelpcheck::verify_command() {
+  return std::make_unique<watch::VerifyCommand>();
+}

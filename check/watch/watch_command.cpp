@@ -14,7 +14,7 @@
 #include "watch/verify.h"
 #include "watch/watcher.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -143,15 +143,17 @@ int WatchCommand::run() {
     read.story.mute(true);
     const bool going_on = open(journal, read);
     read.story.mute(false);
-    Watcher watcher(o_, read.head, going_on, journal, read.story, screen, signals);
-    watcher.run();
-    if (watcher.interrupted() == 0) screen.note("reading everything back...");
     VerifyOptions verify;
+    {
+      Watcher watcher(o_, read.head, going_on, journal, read.story, screen, signals);
+      watcher.run();
+      verify.interrupted = watcher.interrupted();
+    }  // both children have ended: what lived only in their sessions must not count
+    if (verify.interrupted == 0) screen.note("reading everything back...");
     verify.server = o_.server;
     verify.journal = o_.journal;
     verify.settle = o_.settle;
     if (journal.pending()) screen.note("the journal misses its last lines: " + journal.problem());
-    verify.interrupted = watcher.interrupted();
     return deliver(verify_journal("watch", verify, read, screen, signals), o_.reports, screen);
   } catch (const CannotWatch &problem) {
     complain(problem.what());
@@ -161,6 +163,8 @@ int WatchCommand::run() {
 
 }  // namespace
 
-std::unique_ptr<Command> watch_command() { return std::make_unique<WatchCommand>(); }
+}  // namespace kelpcheck::watch
 
-}  // namespace kelpcheck
+std::unique_ptr<kelpcheck::Command> kelpcheck::watch_command() {
+  return std::make_unique<watch::WatchCommand>();
+}

@@ -10,7 +10,7 @@
 #include "result/text.h"
 #include "result/times.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -221,4 +221,4 @@ void Watcher::live() {
   screen_.live(words);
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -8,7 +8,7 @@
 #include "watch/screen.h"
 #include "watch/writer.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 // It cannot begin: the exit status, and the line that says why.
 struct CannotWatch : std::runtime_error {
@@ -57,4 +57,4 @@ class Watcher {
   std::string why_ended_;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 namespace {
 
@@ -107,4 +107,4 @@ int64_t WatchWriter::due() const {
   return std::min(link_.due(), plan_.base.monotonic_ns(second - (announced_ ? 0 : kLead)));
 }
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

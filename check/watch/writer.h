@@ -4,7 +4,7 @@
 #include "watch/link.h"
 #include "watch/recorder.h"
 
-namespace kelpcheck {
+namespace kelpcheck::watch {
 
 class WatchWriter {
  public:
@@ -60,4 +60,4 @@ class WatchWriter {
   std::string refusal_;
 };
 
-}  // namespace kelpcheck
+}  // namespace kelpcheck::watch

@@ -90,17 +90,17 @@ int64_t statuses_after_outage(const std::string &journal) {
   std::ifstream file(journal);
   std::string line;
   std::getline(file, line);
-  const uint64_t seed = kelpcheck::parse_head(line).seed;
+  const uint64_t seed = kelpcheck::watch::parse_head(line).seed;
   bool out = false;
   int64_t count = 0;
   while (std::getline(file, line)) {
-    const auto parsed = kelpcheck::parse_line(line);
-    const auto *done = std::get_if<kelpcheck::StepEnded>(&parsed);
+    const auto parsed = kelpcheck::watch::parse_line(line);
+    const auto *done = std::get_if<kelpcheck::watch::StepEnded>(&parsed);
     if (done == nullptr) continue;
-    const bool acknowledged = done->outcome == kelpcheck::Outcome::acknowledged;
+    const bool acknowledged = done->outcome == kelpcheck::watch::Outcome::acknowledged;
     out = out || !acknowledged;
     for (int point = 0; out && acknowledged && point < kPoints; ++point) {
-      count += kelpcheck::written_value(seed, point, done->step).status != 0;
+      count += kelpcheck::watch::written_value(seed, point, done->step).status != 0;
     }
   }
   return count;
