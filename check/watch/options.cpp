@@ -4,9 +4,16 @@
 
 namespace kelpcheck::watch {
 
-void adopt_server(const CLI::App &app, const JournalHead &head, ServerOptions &server) {
+void note_given(CLI::App &app, GivenOptions &given) {
+  for (CLI::Option *option : app.get_options()) {
+    const std::string name = option->get_name();
+    if (name != "--help") option->each([&given, name](const std::string &) { given.insert(name); });
+  }
+}
+
+void adopt_server(const GivenOptions &given, const JournalHead &head, ServerOptions &server) {
   const auto adopt = [&](const char *option, auto &ours, const auto &its) {
-    if (app.count(option) == 0) ours = its;
+    if (!given.contains(option)) ours = its;
   };
   adopt("--host", server.host, head.host);
   adopt("--port", server.port, head.port);

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <optional>
+#include <set>
+#include <string>
 
 #include "result/options.h"
 #include "watch/journal_line.h"
@@ -33,7 +35,11 @@ struct VerifyOptions {
   int interrupted = 0;           // the signal because of which nothing is read; 0 for none
 };
 
+// The long names of options that were given on the command line.
+using GivenOptions = std::set<std::string>;
+// Has them noted while the command line is read.
+void note_given(CLI::App &app, GivenOptions &given);
 // What the command line does not say of the server is as it was when the journal was begun.
-void adopt_server(const CLI::App &app, const JournalHead &head, ServerOptions &server);
+void adopt_server(const GivenOptions &given, const JournalHead &head, ServerOptions &server);
 
 }  // namespace kelpcheck::watch

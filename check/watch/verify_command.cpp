@@ -26,7 +26,7 @@ class VerifyCommand : public Command {
   std::unique_ptr<Journal> read(JournalRead &read);
 
   VerifyOptions o_;
-  const CLI::App *app_ = nullptr;
+  GivenOptions given_;
   std::string until_, share_;
   double settle_ = 5;
 };
@@ -40,7 +40,6 @@ double parse_share(const std::string &text) {
 }
 
 void VerifyCommand::add_options(CLI::App &app) {
-  app_ = &app;
   app.footer(
       "Exit status: 0 nothing lost, 1 something lost, changed, foreign or stale, 2 wrong usage or "
       "a\n"
@@ -72,6 +71,7 @@ void VerifyCommand::add_options(CLI::App &app) {
       ->check(CLI::Range(0.1, 3600.0))
       ->group(group);
   add_report_options(app, o_.reports);
+  note_given(app, given_);
 }
 
 // The lock goes with the journal: while it is held nobody goes on with the watch.
@@ -93,12 +93,12 @@ std::unique_ptr<Journal> VerifyCommand::read(JournalRead &read) {
 int VerifyCommand::run() {
   if (!until_.empty()) o_.until = parse_date(until_);
   if (!share_.empty()) o_.share = parse_share(share_);
-  if (app_->count("--settle") > 0) o_.settle = settle_;
+  if (given_.contains("--settle")) o_.settle = settle_;
   require_writable(o_.reports);
   JournalRead journal;
   auto lock = read(journal);
   if (!o_.remove) lock.reset();
-  adopt_server(*app_, journal.head, o_.server);
+  adopt_server(given_, journal.head, o_.server);
   std::ostream &out = o_.reports.on_stdout() ? std::cerr : std::cout;
   Screen screen(out, o_.reports.quiet);
   Signals signals;

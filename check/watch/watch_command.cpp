@@ -36,12 +36,11 @@ class WatchCommand : public Command {
   bool open(Journal &journal, JournalRead &read);
 
   WatchOptions o_;
-  const CLI::App *app_ = nullptr;
+  GivenOptions given_;
   std::string duration_;
 };
 
 void WatchCommand::add_options(CLI::App &app) {
-  app_ = &app;
   app.footer(
       "Exit status: 0 nothing lost, 1 something lost, changed, foreign or stale, 2 wrong usage or "
       "a\n"
@@ -70,6 +69,7 @@ void WatchCommand::add_options(CLI::App &app) {
       ->check(CLI::Range(0.1, 3600.0))
       ->group(group);
   add_report_options(app, o_.reports);
+  note_given(app, given_);
 }
 
 JournalHead WatchCommand::new_head() const {
@@ -100,7 +100,7 @@ JournalHead WatchCommand::new_head() const {
 // What a journal says is what is gone on with.
 void WatchCommand::agree_with(const JournalHead &head) {
   const auto require = [&](const char *option, bool agrees, const std::string &its) {
-    if (app_->count(option) == 0 || agrees) return;
+    if (!given_.contains(option) || agrees) return;
     throw JournalProblem(text(option, " does not agree with the journal, which has ", its));
   };
   ServerOptions &server = o_.server;
@@ -112,8 +112,8 @@ void WatchCommand::agree_with(const JournalHead &head) {
   o_.every = head.every;
   server.prefix = head.prefix;
   server.database = head.database;
-  adopt_server(*app_, head, server);
-  if (app_->count("--settle") == 0) o_.settle = head.settle;
+  adopt_server(given_, head, server);
+  if (!given_.contains("--settle")) o_.settle = head.settle;
 }
 
 // Whether there is something to go on with.
