@@ -28,6 +28,8 @@ class Command {
 std::unique_ptr<Command> check_command();
 std::unique_ptr<Command> watch_command();
 std::unique_ptr<Command> verify_command();
+std::unique_ptr<Command> load_command();
+std::unique_ptr<Command> compare_command();
 
 // Shows a line on standard error, made harmless; gives kWrongUsage.
 int complain(const std::string &problem);

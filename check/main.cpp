@@ -19,6 +19,8 @@ int main(int argc, char **argv) {
   commands.push_back(check_command());
   commands.push_back(watch_command());
   commands.push_back(verify_command());
+  commands.push_back(load_command());
+  commands.push_back(compare_command());
   Command &command = parse_command_line(argc, argv, commands);
   try {
     return command.run();

@@ -37,6 +37,13 @@ class Calls {
     const Measured measured(board_, kOpOf<Function>, rows);
     return Function(arguments...);
   }
+  // Several calls of one operation, which `work` makes, measured as one: for calls too short to be
+  // measured one by one.
+  template <auto Function, typename Work>
+  auto measured_as_one(int64_t rows, Work &&work) const {
+    const Measured measured(board_, kOpOf<Function>, rows);
+    return work();
+  }
   // Calls an operation that returns 0 on success; throws CallFailed where it does not.
   template <auto Function, typename... Arguments>
   void checked(int64_t rows, Arguments... arguments) const {
@@ -46,6 +53,8 @@ class Calls {
     throw CallFailed(text(name_of(kOpOf<Function>), " gave ", result));
   }
   void count_failure(Op op) const { ++board_->figures[op].failures; }
+  // Nanoseconds in the library so far.
+  int64_t time_in_calls() const { return board_->figures.time_in_calls(); }
   // Rows of a call that only its result tells.
   void count_rows(Op op, int64_t rows) const { board_->figures[op].rows += rows; }
 

@@ -1,5 +1,6 @@
 #include "probe/handles.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace kelpcheck {
@@ -90,6 +91,19 @@ Sample History::next(size_t i) const {
   Sample row{-1, -1, -1};
   c_.calls.checked<kelp2_fetch_timed_value>(1, results_[i], &row.time, &row.status, &row.value);
   return row;
+}
+
+int64_t History::fetch_all(size_t i) const {
+  const int32_t count = rows(i);
+  return c_.calls.measured_as_one<kelp2_fetch_timed_value>(std::max(count, 0), [&] {
+    int64_t fetched = 0;
+    Sample row;
+    while (fetched < count &&
+           kelp2_fetch_timed_value(results_[i], &row.time, &row.status, &row.value) == 0) {
+      ++fetched;
+    }
+    return fetched;
+  });
 }
 
 StatValue History::next_statistics(size_t i) const {

@@ -132,6 +132,8 @@ class History {
   int32_t rows(size_t i) const { return c_.calls.call<kelp2_num_rows>(0, results_[i]); }
   Sample next(size_t i) const;
   StatValue next_statistics(size_t i) const;
+  // Reads what is left of the rows for their number alone.
+  int64_t fetch_all(size_t i) const;
 
  private:
   Context &c_;

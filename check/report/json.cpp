@@ -43,6 +43,17 @@ ordered_json check_of(const CheckResult &result) {
   return check;
 }
 
+// Means of successive calls, for comparing this run with another: numbers of calls and seconds of
+// one.
+ordered_json batches_of(const Batches &batches) {
+  ordered_json calls = ordered_json::array(), seconds = ordered_json::array();
+  for (const Batches::Batch &batch : batches.all()) {
+    calls.push_back(batch.calls);
+    seconds.push_back(batch.mean() / 1e9);
+  }
+  return {{"calls", calls}, {"seconds", seconds}};
+}
+
 ordered_json figures_of(const Figures &figures) {
   ordered_json all = ordered_json::array();
   for (int op = 0; op < kOperations; ++op) {
@@ -56,7 +67,8 @@ ordered_json figures_of(const Figures &figures) {
                    {"shortest", double(f.shortest) / 1e9},
                    {"median", f.quantile(0.5) / 1e9},
                    {"percentile_95", f.quantile(0.95) / 1e9},
-                   {"longest", double(f.longest) / 1e9}});
+                   {"longest", double(f.longest) / 1e9},
+                   {"batches", batches_of(f.batches)}});
   }
   return all;
 }

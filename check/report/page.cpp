@@ -47,10 +47,12 @@ code { font: .87em/1.5 ui-monospace, "SF Mono", "DejaVu Sans Mono", Menlo, Conso
 .wide { overflow-x: auto } .wide svg, .wide table { min-width: 760px }
 .wide td, .wide th { padding: 3px 0 3px 14px; white-space: nowrap; font-size: 13px }
 .wide td:first-child, .wide th:first-child { padding-left: 0 }
+.wide .wrap { white-space: normal }
 svg { display: block; width: 100%; height: auto; font-size: 12px }
 svg text { fill: var(--ink) } svg .tick { fill: var(--soft); font-size: 11px }
 svg .head { font-weight: 600 } .middle { text-anchor: middle } .end { text-anchor: end }
 .grid { stroke: var(--line) } .range { stroke: var(--mark); stroke-width: 1.5; opacity: .55 }
+.range-curve { fill: none; stroke: var(--mark); stroke-width: 1.2; stroke-dasharray: 5 4 }
 .box { fill: var(--pale) } .median { fill: var(--mark) } .rate { fill: var(--pale) }
 .written { fill: none; stroke: var(--mark); stroke-width: 1.4 } .read { fill: var(--bad) }
 .key { color: var(--soft); font-size: 13.5px; margin: 0 0 8px }

@@ -14,6 +14,7 @@ void Figure::add(int64_t nanoseconds, int64_t with_rows) {
   ++buckets_[std::min<int64_t>(int64_t{shift} * kSteps + (time >> shift), kBuckets - 1)];
   shortest = calls == 0 ? time : std::min(shortest, time);
   longest = std::max(longest, time);
+  batches.add(time);
   total += time;
   rows += with_rows;
   ++calls;
@@ -27,6 +28,7 @@ void Figure::merge(const Figure &other) {
   calls += other.calls;
   rows += other.rows;
   failures += other.failures;
+  batches.merge(other.batches);
   for (int bucket = 0; bucket < kBuckets; ++bucket) buckets_[bucket] += other.buckets_[bucket];
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "result/batches.h"
 #include "result/operations.h"
 
 namespace kelpcheck {
@@ -14,9 +15,10 @@ namespace kelpcheck {
 struct Figure {
   int64_t calls, rows, failures;
   int64_t total, shortest, longest;  // nanoseconds
+  Batches batches;
 
   void add(int64_t nanoseconds, int64_t with_rows);
-  // Those of another process, or of another stretch of time.
+  // Those of another process, or of a later stretch of time.
   void merge(const Figure &other);
   // The time that this share of the calls took at most, to about 3 %; 0 without calls.
   double quantile(double share) const;
