@@ -2,7 +2,9 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <iostream>
+#include <random>
 
 #include "command_line.h"
 #include "process/machine.h"
@@ -34,6 +36,7 @@ class CheckCommand : public Command {
 
  private:
   void add_extent(CLI::App &app);
+  void add_sequences(CLI::App &app);
   void judge(Run &run, const Plan &plan, std::ostream &out) const;
 
   CheckOptions o_;
@@ -45,6 +48,7 @@ void CheckCommand::add_options(CLI::App &app) {
       "3 no connection, 4 something that the verdict rests on could not be found out.");
   add_server_options(app, o_.server);
   add_extent(app);
+  add_sequences(app);
   add_report_options(app, o_.reports);
 }
 
@@ -89,6 +93,22 @@ void CheckCommand::add_extent(CLI::App &app) {
   app.add_flag("--keep", o_.keep, "Leave the test nodes on the server")->group(group);
 }
 
+void CheckCommand::add_sequences(CLI::App &app) {
+  const char *group = "Sequences of calls that nobody wrote (explore.*)";
+  app.add_option("--explore", o_.explore, "Seconds to spend on them; 0 for none")
+      ->check(CLI::Range(0.0, 86'400.0))
+      ->group(group);
+  app.add_option("--explore-calls", o_.explore_calls, "How many calls, whatever they take")
+      ->check(CLI::NonNegativeNumber)
+      ->group(group);
+  o_.seed = std::random_device{}();
+  app.add_option("--seed", o_.seed, "What they are made from; the same calls come of the same one")
+      ->default_str("another one each time")
+      ->group(group);
+  app.add_option("--reproduce", o_.reproduce, "C program that shows the difference they find")
+      ->group(group);
+}
+
 void CheckCommand::judge(Run &run, const Plan &plan, std::ostream &out) const {
   std::map<std::string, double> weights;
   for (const Family &family : plan.families) {
@@ -121,12 +141,15 @@ int CheckCommand::run() {
   for (const auto &file : files) {
     if (!file.path.empty()) require_writable(file.path);
   }
+  if (!o_.reproduce.empty()) write_file(o_.reproduce, "");
   Run run(o_);
   run.library = judged_library();
   run.machine = machine_name();
   std::ostream &out = o_.reports.on_stdout() ? std::cerr : std::cout;
   judge(run, plan, out);
 
+  std::error_code gone;
+  if (std::filesystem::is_empty(o_.reproduce, gone)) std::filesystem::remove(o_.reproduce, gone);
   int status = run.exit_status();
   for (const auto &file : files) {
     if (file.path.empty()) continue;

@@ -34,14 +34,15 @@ void require_known(const std::vector<std::string> &patterns, const std::vector<F
 Plan make_plan(const CheckOptions &options) {
   Plan plan{{connection_family(), restart_family(), clock_family(), tree_family(), values_family(),
              history_family(), cache_family(), snapshot_family(), statistics_family(),
-             server_family(), sweep_times_family(), sweep_values_family()},
+             server_family(), sweep_times_family(), sweep_values_family(), explore_family()},
             0,
             0};
   require_known(options.only, plan.families);
   require_known(options.skip, plan.families);
   const auto wanted = [&](const Check &check) {
     const bool only = options.only.empty() || matches_any(options.only, check);
-    return only && !matches_any(options.skip, check);
+    const bool off = check.name.starts_with("explore.") && options.explore == 0;
+    return only && !off && !matches_any(options.skip, check);
   };
   // A family that goes on where a check of another one ended needs that check.
   std::vector<std::string> needed;

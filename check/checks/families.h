@@ -30,6 +30,7 @@ struct Family {
 // tree has so many nodes.
 inline int32_t node_numbers(Tree tree, int32_t nodes) {
   if (tree == Tree::made) return nodes + 1;
+  if (tree == Tree::reserved) return kReservedNodes;
   return tree == Tree::few ? 2 : 0;
 }
 
@@ -47,6 +48,7 @@ Family cache_family();
 Family snapshot_family();
 Family statistics_family();
 Family server_family();
+Family explore_family();  // sequences of calls against a model of a server
 Family cleanup_family();  // what the run made is removed
 
 }  // namespace kelpcheck

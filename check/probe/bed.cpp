@@ -43,9 +43,10 @@ Bed::Bed(CheckContext &c_, Tree tree, int32_t first_node)
   if (tree == Tree::none) return;
   const CheckOptions &o = c.options;
   const bool few = tree == Tree::few;
-  const int32_t node_count = few ? 1 : o.nodes;
+  const int32_t node_count = few ? 1 : tree == Tree::reserved ? kReservedNodes : o.nodes;
   for (int32_t i = 0; i < node_count; ++i)
     nodes.push_back(numbered(o.server.prefix, 2, first_node + i));
+  if (tree == Tree::reserved) return;
   spare = numbered(o.server.prefix, 2, first_node + node_count);
   names.resize(few ? kFewPoints : static_cast<size_t>(o.points));
   for (size_t i = 0; i < points(); ++i) names[i] = full(node_of(i)) + "." + numbered("P", 5, i + 1);

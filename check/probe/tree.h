@@ -6,9 +6,12 @@ namespace kelpcheck {
 
 enum class Tree {
   none,
-  made,  // nodes of its own
-  few,   // one node of its own, with the same few points whatever the run's extent is
-  found  // those of the family before it
+  made,     // nodes of its own
+  few,      // one node of its own, with the same few points whatever the run's extent is
+  found,    // those of the family before it
+  reserved  // names only, of nodes that its checks make
 };
+
+inline constexpr int kReservedNodes = 40;
 
 }  // namespace kelpcheck

@@ -22,7 +22,8 @@ ordered_json options_of(const CheckOptions &o) {
           {"settle", o.settle},     {"begin", clock_text(o.begin)},
           {"expect", o.expect},     {"only", o.only},
           {"skip", o.skip},         {"prefix", s.prefix},
-          {"keep", o.keep}};
+          {"keep", o.keep},         {"explore", o.explore},
+          {"seed", o.seed},         {"explore_calls", o.explore_calls}};
 }
 
 ordered_json check_of(const CheckResult &result) {
@@ -37,6 +38,7 @@ ordered_json check_of(const CheckResult &result) {
     check["first_difference"] = {{"where", result.evidence.where},
                                  {"expected", result.evidence.expected},
                                  {"got", result.evidence.got}};
+    if (!result.evidence.steps.empty()) check["first_difference"]["steps"] = result.evidence.steps;
   }
   if (!result.reason.empty()) check["reason"] = result.reason;
   if (!result.output.empty()) check["library_output"] = result.output;

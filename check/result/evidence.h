@@ -14,6 +14,7 @@ struct Evidence {
   int64_t compared = 0;
   int64_t differences = 0;
   std::string where, expected, got;  // of the first difference
+  std::vector<std::string> steps;  // the calls that lead to it, where they are not the check's own
 
   // Compares; `where_` is called for the first difference only.
   template <typename T, typename Where>

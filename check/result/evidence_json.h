@@ -8,7 +8,7 @@
 
 namespace kelpcheck {
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Evidence, compared, differences, where, expected, got)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Evidence, compared, differences, where, expected, got, steps)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Plot, title, written_times, read_times, written, read)
 
 }  // namespace kelpcheck

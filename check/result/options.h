@@ -47,6 +47,11 @@ struct CheckOptions {
   std::vector<std::string> only, skip;
   bool list = false;
   bool keep = false;
+  // Of the sequences:
+  double explore = 5;         // seconds; 0 for none
+  int64_t explore_calls = 0;  // instead of a time; 0 for none
+  uint64_t seed = 0;
+  std::string reproduce;  // file for a C program of what was found
 };
 
 }  // namespace kelpcheck

@@ -30,6 +30,7 @@ std::vector<std::string> CheckResult::explanation() const {
   if (!reason.empty()) lines.push_back(reason);
   if (evidence.differences > 0) {
     lines.push_back(text(evidence.where, ": expected ", evidence.expected, ", got ", evidence.got));
+    for (const std::string &step : evidence.steps) lines.push_back("  " + step);
     if (evidence.differences > 1) {
       lines.push_back(text(evidence.differences, " differences in ", evidence.compared,
                            " comparisons; this was the first"));
@@ -96,6 +97,7 @@ std::vector<std::pair<std::string, std::string>> Run::facts() const {
                  text("option word ", o.server.option, ", buffer route ", o.server.route, ", size ",
                       o.server.size, ", prefix ", o.server.prefix, ", clocks at most ", o.max_skew,
                       " s apart, ", o.settle, " s to settle", o.keep ? ", tree kept" : "")});
+  if (o.explore > 0) all.push_back({"Sequences", text("made from seed ", o.seed)});
   if (results.size() < checks_in_all) {
     std::string selection;
     for (const std::string &pattern : o.only) selection += ", only " + pattern;

@@ -13,7 +13,7 @@ std::string contents(const std::string &path) {
 }
 
 Words command(const std::string &host, const Words &options) {
-  Words words{CHECK_PROGRAM, "-H" + host, "-O", "8"};
+  Words words{CHECK_PROGRAM, "-H" + host, "-O", "8", "--explore-calls=200"};
   words.insert(words.end(), options.begin(), options.end());
   return words;
 }

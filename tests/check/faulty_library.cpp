@@ -30,6 +30,16 @@ void misbehave(const std::string &operation) {
   if (is(operation + ":prints")) std::fprintf(stderr, "the library has something to say\n");
 }
 
+// Faults that show after certain calls only.
+bool cached = false, updated = false, erased = false;
+
+// Whether a call of that operation is lost: the first one after another one set `flag`.
+bool lost(const std::string &fault, bool &flag) {
+  const bool now = is(fault) && flag;
+  if (now) flag = false;
+  return now;
+}
+
 #define REAL(operation)                                                                        \
   [] {                                                                                         \
     static const auto real =                                                                   \
@@ -232,6 +242,8 @@ int32_t kelp2_modify_object(ConnectionHandle session, int32_t operation, const c
   }
   if (operation == Delete && is("modify_object:deletes nothing")) return done();
   int32_t result = REAL(modify_object)(session, operation, parent, count, objects, errors);
+  if (operation == Update && result > 0) updated = true;
+  if (operation == Delete && result > 0) erased = true;
   if (operation == Insert && is("modify_object:inserts all")) return done();
   if (operation == Insert && is("modify_object:counts one less")) --result;
   if (is("modify_object:entries 0")) std::fill_n(errors, count, 0);
@@ -278,6 +290,7 @@ int32_t kelp2_write_value(ConnectionHandle session, int32_t zero, int32_t count,
                           int32_t *errors) {
   const Rows rows("write_value", count, ids, &time, true, statuses, values);
   std::fill_n(errors, count, 0);
+  if (count > 0 && lost("write_value:lost after an update", updated)) return 0;
   return REAL(write_value)(session, zero, rows.count(), rows.ids(), rows.time(time),
                            rows.statuses(), rows.values(), errors);
 }
@@ -291,6 +304,7 @@ int32_t kelp2_get_value_byid(ConnectionHandle session, int32_t count, const int3
 
 int32_t kelp2_get_value_byname(ConnectionHandle session, GroupHandle group, int32_t *times,
                                int16_t *statuses, double *values, int32_t *errors) {
+  if (cached && is("get_value_byname:crash after write_cache")) raise(SIGSEGV);
   const int32_t result = REAL(get_value_byname)(session, group, times, statuses, values, errors);
   spoil_readings("get_value_byname", size_of(group), times, statuses, values, errors);
   return result;
@@ -300,6 +314,11 @@ int32_t kelp2_write_histroy_byid(ConnectionHandle session, int32_t zero, int32_t
                                  const int32_t *times, const int16_t *statuses,
                                  const double *values, int32_t *error) {
   has_written = true;
+  static std::map<std::pair<int32_t, int32_t>, int> written;
+  if (count == 1 && ++written[{id, times[0]}] == 3 && is("write_histroy_byid:third lost")) {
+    *error = 0;
+    return 0;
+  }
   const Rows rows("write_histroy_byid", count, nullptr, times, false, statuses, values);
   return REAL(write_histroy_byid)(session, zero, id, rows.count(), rows.times(), rows.statuses(),
                                   rows.values(), error);
@@ -309,6 +328,10 @@ int32_t kelp2_write_histroy_byname(ConnectionHandle session, int32_t zero, const
                                    int32_t count, const int32_t *times, const int16_t *statuses,
                                    const double *values, int32_t *error) {
   const Rows rows("write_histroy_byname", count, nullptr, times, false, statuses, values);
+  if (count > 0 && lost("write_histroy_byname:lost after a deletion", erased)) {
+    *error = 0;
+    return 0;
+  }
   std::string point = name;
   if (is("write_histroy_byname:wrong point") && point.ends_with("2")) point.back() = '1';
   return REAL(write_histroy_byname)(session, zero, point.c_str(), rows.count(), rows.times(),
@@ -377,6 +400,7 @@ int32_t kelp2_write_cache(ConnectionHandle session, int32_t zero, int32_t count,
                           int32_t *errors) {
   const Rows rows("write_cache", count, ids, times, false, statuses, values);
   std::fill_n(errors, count, 0);
+  cached = cached || count > 0;
   return REAL(write_cache)(session, zero, rows.count(), rows.ids(), rows.times(), rows.statuses(),
                            rows.values(), errors);
 }
@@ -394,6 +418,7 @@ int32_t kelp2_write_snap(ConnectionHandle session, int32_t zero, int32_t count, 
                          int32_t *errors) {
   const Rows rows("write_snap", count, ids, &time, true, statuses, values);
   std::fill_n(errors, count, 0);
+  if (count > 0 && lost("write_snap:lost after write_cache", cached)) return 0;
   return REAL(write_snap)(session, zero, rows.count(), rows.ids(), rows.time(time), rows.statuses(),
                           rows.values(), errors);
 }

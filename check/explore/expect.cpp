@@ -1,0 +1,368 @@
+// What a call may give.
+#include <algorithm>
+#include <cmath>
+
+#include "explore/model.h"
+#include "explore/summary.h"
+
+namespace kelpcheck::explore {
+
+namespace {
+
+constexpr int32_t kAround = 30 * 86400;
+
+std::vector<std::string> texts_of(const std::vector<std::optional<Current>> &versions) {
+  std::vector<std::string> texts;
+  for (const auto &current : versions) {
+    if (current) {
+      texts.push_back(std::to_string(current->time) + " " +
+                      row_text(current->row.status, current->row.value));
+    }
+  }
+  return texts;
+}
+
+std::string text_of(const Rows &rows) {
+  std::string text;
+  for (const Row &row : rows) text += (text.empty() ? "" : ", ") + row_text(row.status, row.value);
+  return text.empty() ? kNone : text;
+}
+
+std::vector<std::string> texts_of(const std::vector<Rows> &versions) {
+  std::vector<std::string> texts;
+  for (const Rows &rows : versions) texts.push_back(text_of(rows));
+  return texts;
+}
+
+// Values have points only; what is asked of a node is anybody's guess.
+bool is_node(const Call &call, size_t i) { return call.entries[i - 1].who.name.empty(); }
+
+bool may_be_empty(const Cell &cell) {
+  const auto &good = cell.rows.good();
+  return good.empty() ||
+         std::any_of(good.begin(), good.end(), [](const Rows &rows) { return rows.empty(); });
+}
+
+}  // namespace
+
+bool unusual_time(const Ground &ground, int32_t time) {
+  return std::abs(int64_t{time} - ground.base) > kAround;
+}
+
+bool unusual_name(const std::string &name) {
+  constexpr size_t longest = 20;
+  const bool plain = std::all_of(name.begin(), name.end(), [](char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+  });
+  return !plain || name.size() > longest;
+}
+
+bool unusual_text(const std::string &text) {
+  constexpr size_t longest = 40;
+  const bool plain =
+      std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+  return !plain || text.size() > longest;
+}
+
+// Whether an operation on it can do anything.
+Allowed Model::existence(const Target &target, int64_t now) const {
+  const Life life = world_.life(target);
+  if (life == Life::unsure || target.sort == Target::bare) {
+    if (ground_.ways.bundled && target.sort == Target::bare) return {{kFailed}};
+    return {};
+  }
+  Allowed allowed{{life == Life::present ? kDone : kFailed}};
+  const ModelObject *object = world_.find(target);
+  allowed.unsettled = object != nullptr && now < object->changed + ground_.settle;
+  if (target.sort == Target::former) {
+    const ModelObject *later = world_.find({Target::own, target.node, target.name});
+    allowed.unsettled = later != nullptr && now < later->changed + ground_.settle;
+  }
+  return allowed;
+}
+
+Expectation Model::expect(const Call &call, int64_t now) const {
+  Expectation all;
+  if (call.op == Op::modify_object) {
+    expect_changes(call, now, all);
+  } else if (has_values(call.op)) {
+    expect_writes(call, now, all);
+  } else {
+    expect_readings(call, now, all);
+  }
+  expect_result(call, all);
+  return all;
+}
+
+// A call may fail as a whole where none of its entries has to be done.
+void Model::expect_result(const Call &call, Expectation &all) const {
+  Allowed result{{kDone}};
+  const bool any_must = std::any_of(all.begin(), all.end(), [](const auto &item) {
+    const Allowed &entry = item.second;
+    return item.first.item == kEntry && !entry.anything() && !entry.takes(kFailed);
+  });
+  const bool waits = std::any_of(all.begin(), all.end(), [](const auto &item) {
+    return item.first.item == kEntry && item.second.unsettled;
+  });
+  const bool has_entries = !call.entries.empty() || call.op == Op::get_child;
+  const bool about_objects = has_values(call.op) || call.op == Op::modify_object ||
+                             call.op == Op::get_child || by_name(call.op) ||
+                             call.op == Op::get_object_byid || call.op == Op::get_value_byid ||
+                             call.op == Op::get_history_byid || call.op == Op::get_snap_byid;
+  if (about_objects && !any_must && !(ground_.ways.bundled && !has_entries)) {
+    result.good.push_back(kFailed);
+  }
+  result.unsettled = waits;
+  all[{0, kResult}] = result;
+}
+
+void Model::expect_readings(const Call &call, int64_t now, Expectation &all) const {
+  if (call.op == Op::get_child) return expect_children(call, now, all);
+  if (call.op == Op::get_database) all[{0, "the database in the list"}] = {{"1"}};
+  if (call.op == Op::decode_time && ground_.ways.utc == Known::yes) {
+    all[{0, "fields"}] = {{utc_fields(call.time)}};
+    all[{0, "encoded again"}] = {{std::to_string(call.time)}};
+  }
+  for (size_t i = 1; i <= call.entries.size(); ++i) {
+    const Target &who = call.entries[i - 1].who;
+    Allowed entry = existence(who, now);
+    const bool there = entry.takes(kDone) && !entry.anything();
+    if (call.op == Op::get_id_byname) {
+      if (there) all[{i, "id"}] = {{"its own"}, {}, entry.unsettled};
+      if (!there) entry = {};
+    }
+    all[{i, kEntry}] = entry;
+    if (!there) continue;
+    switch (call.op) {
+      case Op::get_object_byid:
+      case Op::get_object_byname: expect_object(call, i, now, all); break;
+      case Op::get_value_byid:
+      case Op::get_value_byname: expect_value(call, i, now, all); break;
+      case Op::get_snap_byid:
+      case Op::get_snap_byname: expect_snap(call, i, now, all); break;
+      case Op::get_history_byid:
+      case Op::get_history_byname: expect_history(call, i, now, all); break;
+      default: break;
+    }
+  }
+}
+
+void Model::expect_object(const Call &call, size_t i, int64_t now, Expectation &all) const {
+  const Target &who = call.entries[i - 1].who;
+  const ModelObject &object = *world_.find(who);
+  if (!who.name.empty()) all[{i, "PN"}] = {{who.name}};
+  const bool unsettled = now < object.changed + ground_.settle;
+  for (const auto &[code, versions] : object.fields) {
+    if (!ground_.ways.keeps(code, who.name.empty())) continue;
+    all[{i, code}] = {versions.good(), versions.early(call.session, now, ground_.settle),
+                      unsettled};
+  }
+}
+
+void Model::expect_children(const Call &call, int64_t now, Expectation &all) const {
+  const ModelObject &node = world_.nodes[call.node];
+  Allowed entry = existence({Target::own, call.node, ""}, now);
+  if (entry.takes(kFailed) && !entry.anything()) {
+    entry.good = {kDone, kFailed};  // a node that is not there may have none
+    if (ground_.ways.bundled) entry.good = {kDone};
+  }
+  all[{1, kEntry}] = entry;
+  Allowed children{{""}, {}, entry.unsettled};
+  for (const auto &[name, point] : world_.points[call.node]) {
+    if (point.life == Life::unsure || node.life == Life::unsure) return;
+    children.unsettled = children.unsettled || now < point.changed + ground_.settle;
+    if (point.life == Life::present) children.good[0] += "[" + name + "]";
+  }
+  all[{1, "points"}] = children;
+}
+
+void Model::expect_value(const Call &call, size_t i, int64_t now, Expectation &all) const {
+  const ModelObject &point = *world_.find(call.entries[i - 1].who);
+  const auto &versions = point.current;
+  const auto early = versions.early(call.session, now, ground_.settle);
+  const auto has_none = [](const auto &list) {
+    return std::find(list.begin(), list.end(), std::nullopt) != list.end();
+  };
+  const bool snapped = ground_.ways.snap_sets_current != Known::no && !point.snapshots.empty();
+  if (is_node(call, i) || versions.good().empty() || snapped) {
+    all[{i, kEntry}] = {};
+    return;
+  }
+  Allowed &entry = all[{i, kEntry}];
+  const std::vector<std::string> good = texts_of(versions.good());
+  if (good.empty()) {
+    entry.good = {kFailed};
+  } else {
+    if (has_none(versions.good())) entry.good.push_back(kFailed);
+    if (has_none(early)) entry.early.push_back(kFailed);
+    all[{i, "value"}] = {good, texts_of(early), entry.unsettled};
+  }
+}
+
+// Where snapshots are the history's values, the newest at or before the time; else only what was
+// written as a snapshot at that very time is known.
+void Model::expect_snap(const Call &call, size_t i, int64_t now, Expectation &all) const {
+  const ModelObject &point = *world_.find(call.entries[i - 1].who);
+  Allowed &entry = all[{i, kEntry}];
+  Allowed value;
+  bool sure = false;  // a value is there for good
+  const auto add = [&](const Cell &cell) {
+    value.unsettled = value.unsettled || cell.rows.unsettled(now, ground_.settle);
+    if (cell.rows.good().empty()) return false;
+    for (const Rows &rows : cell.rows.good()) {
+      for (const Row &row : rows) value.good.push_back(row_text(row.status, row.value));
+    }
+    sure = !may_be_empty(cell);
+    return true;
+  };
+  bool known = !is_node(call, i);
+  if (known && ground_.ways.snap_holds == Known::yes) {
+    auto next = point.history.upper_bound(call.time);
+    while (known && !sure && next != point.history.begin()) known = add((--next)->second);
+  } else if (known) {
+    const auto snapshot = point.snapshots.find(call.time);
+    const bool alone =
+        !point.history.contains(call.time) || point.history.at(call.time).by == Op::write_snap;
+    known = snapshot != point.snapshots.end() && alone && add(snapshot->second);
+  }
+  if (!known) {
+    all.erase({i, kEntry});
+    all[{i, kEntry}] = {};
+    return;
+  }
+  entry.unsettled = entry.unsettled || value.unsettled;
+  if (value.good.empty()) {
+    entry.good = {kFailed};
+  } else {
+    if (!sure) entry.good.push_back(kFailed);
+    value.unsettled = entry.unsettled;
+    all[{i, "value"}] = value;
+  }
+}
+
+void Model::expect_history(const Call &call, size_t i, int64_t now, Expectation &all) const {
+  const Entry &asked = call.entries[i - 1];
+  const ModelObject &point = *world_.find(asked.who);
+  Allowed &entry = all[{i, kEntry}];
+  const bool odd = call.begin >= call.end || unusual_time(ground_, call.begin) ||
+                   unusual_time(ground_, call.end);
+  const Known inside = ground_.ways.end_inside;
+  const bool reborn = entry.unsettled && point.lives > 1;  // its former rows may linger
+  bool has_rows = false;                                   // for good
+  const bool whole = call.begin < call.end || (call.begin == call.end && inside != Known::no);
+  const auto first = point.history.lower_bound(call.begin);
+  std::map<int32_t, Cell> within;
+  bool unsettled = false;
+  for (auto cell = first; whole && cell != point.history.end(); ++cell) {
+    const bool at_end = cell->first == call.end;
+    if (cell->first > call.end || (at_end && inside == Known::no)) break;
+    Allowed rows{texts_of(cell->second.rows.good()),
+                 texts_of(cell->second.rows.early(call.session, now, ground_.settle)), reborn};
+    const bool maybe = at_end && inside == Known::unknown;
+    if (maybe && !rows.anything()) rows.good.push_back(kNone);
+    has_rows = has_rows || !(maybe || may_be_empty(cell->second));
+    if (asked.mode == HistoryTimed) all[{i, kRow, cell->first}] = rows;
+    within.insert(*cell);
+    unsettled = unsettled || cell->second.rows.unsettled(now, ground_.settle);
+  }
+  if (!ground_.ways.bundled && (odd || !has_rows)) entry.good.push_back(kFailed);
+  if (is_node(call, i)) entry = {};
+  if (asked.mode == HistoryTimed) {
+    all[{i, kOtherRows}] = {{kNone}, {}, reborn};
+    all[{i, "order of rows"}] = {{"that of time"}};
+    all[{i, "fetching"}] = {{kDone}};
+    all[{0, "rows of a failed entry"}] = {{kNone}};
+  } else if (ground_.ways.statistics == Known::yes && call.begin < call.end && !entry.anything()) {
+    expect_statistics(call, i, within, all);
+    for (auto &[key, allowed] : all) {
+      if (key.entry == i && key.item != kEntry) allowed.unsettled = unsettled || reborn;
+    }
+  }
+}
+
+void Model::expect_writes(const Call &call, int64_t now, Expectation &all) const {
+  if (!rows_of_one(call.op)) {
+    for (size_t i = 1; i <= call.entries.size(); ++i) {
+      const Entry &entry = call.entries[i - 1];
+      all[{i, kEntry}] = write_entry(call, entry, entry.who, now);
+    }
+    return;
+  }
+  Allowed one = existence(call.who, now);
+  for (const Entry &entry : call.entries) {
+    if (write_entry(call, entry, call.who, now).takes(kFailed) && !one.anything() &&
+        !one.takes(kFailed)) {
+      one.good.push_back(kFailed);
+    }
+  }
+  if (call.entries.empty() && (!ground_.ways.bundled || one.takes(kFailed))) one = {};
+  all[{1, kEntry}] = one;
+}
+
+// A refusal of an unusual time may be the server's way; so may one of a second value, or of a
+// current one that is not newer.
+Allowed Model::write_entry(const Call &call, const Entry &entry, const Target &who,
+                           int64_t now) const {
+  Allowed allowed = existence(who, now);
+  if (ground_.ways.bundled || allowed.anything() || !allowed.takes(kDone)) return allowed;
+  const int32_t time = has_times(call.op) ? entry.time : call.time;
+  const ModelObject &point = *world_.find(who);
+  bool may_refuse = unusual_time(ground_, time) || who.name.empty();
+  for (const auto *cells : {&point.history, &point.snapshots}) {
+    may_refuse = may_refuse || cells->contains(time);
+  }
+  const bool doubled = std::count_if(call.entries.begin(), call.entries.end(), [&](const Entry &e) {
+                         return e.who == entry.who && (!has_times(call.op) || e.time == time);
+                       }) > 1;
+  may_refuse = may_refuse || doubled;
+  for (const auto &current : point.current.good()) {
+    const bool older = current && time <= current->time;
+    may_refuse = may_refuse || (call.op == Op::write_value && older);
+  }
+  if (may_refuse) allowed.good.push_back(kFailed);
+  return allowed;
+}
+
+void Model::expect_changes(const Call &call, int64_t now, Expectation &all) const {
+  all[{0, "number of objects done"}] = {{"as the entries say"}};
+  for (size_t i = 1; i <= call.entries.size(); ++i) {
+    const Entry &entry = call.entries[i - 1];
+    Allowed allowed = change_entry(call, entry, now);
+    const auto same = [&](const Entry &other) { return other.who == entry.who; };
+    const auto count = std::count_if(call.entries.begin(), call.entries.end(), same);
+    if (count > 1 && !allowed.anything() && call.change != Update) {
+      const bool must = !allowed.takes(kFailed);
+      allowed.good = {kDone, kFailed};
+      const std::string item = "times that " + entry.who.name + " is done";
+      if (must && call.change == Insert) all[{0, item}] = {{"1"}, {}, allowed.unsettled};
+    }
+    all[{i, kEntry}] = allowed;
+    all[{i, kObjectRead}] = {{kNone}};
+  }
+}
+
+Allowed Model::change_entry(const Call &call, const Entry &entry, int64_t now) const {
+  Allowed allowed = existence(entry.who, now);
+  if (allowed.anything()) return allowed;
+  const bool there = allowed.takes(kDone);
+  bool may_refuse = std::any_of(entry.fields.begin(), entry.fields.end(), [&](const Field &field) {
+    return !ground_.ways.keeps(field.code, entry.who.name.empty()) || unusual_text(field.text);
+  });
+  if (call.change == Insert) {
+    const Life parent = entry.who.name.empty() ? Life::present : world_.nodes[entry.who.node].life;
+    if (parent == Life::unsure) return {};
+    allowed.good = {there || parent == Life::absent ? kFailed : kDone};
+    may_refuse = may_refuse || unusual_name(entry.who.name);
+  } else if (call.change == Delete && there && entry.who.name.empty()) {
+    const auto &points = world_.points[entry.who.node];
+    const bool full = std::any_of(points.begin(), points.end(), [](const auto &item) {
+      return item.second.life != Life::absent;
+    });
+    if (full && ground_.ways.full_nodes_stay == Known::yes) allowed.good = {kFailed};
+    if (full && ground_.ways.full_nodes_stay == Known::unknown) return {};
+  }
+  if (may_refuse && !ground_.ways.bundled && allowed.takes(kDone)) allowed.good.push_back(kFailed);
+  return allowed;
+}
+
+}  // namespace kelpcheck::explore

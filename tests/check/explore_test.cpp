@@ -1,0 +1,229 @@
+// The sequences of kelpcheck: what they are made of, what the model of a server allows, how a
+// difference is made small; and the program in front of a library that goes wrong only after
+// certain calls, with the C program that shows it.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "explore/generator.h"
+#include "explore/model.h"
+#include "explore/shrink.h"
+#include "support/process.h"
+
+namespace kelpcheck::explore {
+
+namespace {
+
+constexpr int32_t kTime = 1346432400;
+constexpr int64_t kSecond = 1'000'000'000;
+const Target kPoint{Target::own, 0, "P1"};
+
+Call insert(const Target &who) {
+  Call call{Op::modify_object};
+  call.node = who.name.empty() ? kDatabase : 0;
+  call.entries = {{who}};
+  return call;
+}
+
+Call write(double value, int32_t time = kTime) {
+  Call call{Op::write_histroy_byid};
+  call.who = kPoint;
+  call.entries = {{kPoint, time, 0, value}};
+  return call;
+}
+
+Call read(int32_t begin = kTime, int32_t end = kTime + 1) {
+  Call call{Op::get_history_byid};
+  call.entries = {{kPoint}};
+  call.begin = begin;
+  call.end = end;
+  return call;
+}
+
+const Answer kAcknowledged{{{0, kResult}, kDone}, {{1, kEntry}, kDone}};
+
+// A node and a point, there for a long time.
+Model model_with_point(const Ways &ways) {
+  Model model(Ground{ways});
+  for (const Target &who : {Target{}, kPoint}) model.took(insert(who), kAcknowledged, 0);
+  return model;
+}
+
+// "right", "early" or "wrong": what the model says of a row at that time.
+std::string judge(const Model &model, const std::string &row, int64_t now,
+                  const Call &call = read(), int32_t time = kTime) {
+  Answer answer = kAcknowledged;
+  if (row != kNone) answer[{1, kRow, time}] = row;
+  answer[{1, "order of rows"}] = "that of time";
+  answer[{1, "fetching"}] = kDone;
+  const auto difference = compare(model.expect(call, now), answer);
+  return !difference ? "right" : difference->early ? "early" : "wrong";
+}
+
+}  // namespace
+
+TEST(Model, OfTwoValuesTakesThoseThatAServerMayKeep) {
+  const struct {
+    Second second;
+    std::set<std::string> right;
+  } cases[] = {{Second::replaces, {"0 2"}},
+               {Second::first_stays, {"0 1"}},
+               {Second::both, {"0 1, 0 2"}},
+               {Second::unknown, {"0 1", "0 2", "0 1, 0 2"}}};
+  const int64_t later = 100 * kSecond;
+  for (const auto &[second, right] : cases) {
+    Ways ways;
+    ways.second = second;
+    Model model = model_with_point(ways);
+    for (const double value : {1.0, 2.0}) model.took(write(value), kAcknowledged, 50 * kSecond);
+    for (const char *row : {"0 1", "0 2", "0 1, 0 2", "0 3", kNone}) {
+      EXPECT_EQ(judge(model, row, later) == "right", right.contains(row)) << row;
+    }
+  }
+}
+
+TEST(Model, WaitsForWhatWasAcknowledgedAndForNothingElse) {
+  Model model = model_with_point(Ways::of_bundled());
+  model.took(write(1), kAcknowledged, 50 * kSecond);
+  model.took(write(2), kAcknowledged, 60 * kSecond);
+  EXPECT_EQ(judge(model, "0 2", 61 * kSecond), "right");
+  EXPECT_EQ(judge(model, "0 1", 61 * kSecond), "early");
+  EXPECT_EQ(judge(model, "0 3", 61 * kSecond), "wrong");
+  EXPECT_EQ(judge(model, "0 1", 66 * kSecond), "wrong");
+  Answer fresh = kAcknowledged;
+  fresh[{1, kRow, kTime}] = "0 2";
+  model.took(read(), fresh, 61 * kSecond);
+  EXPECT_EQ(judge(model, "0 1", 61 * kSecond), "wrong") << "it goes back";
+}
+
+TEST(Model, KnowsNotWhatAFailedCallHasDone) {
+  Model model = model_with_point({});
+  model.took(write(1), {{{0, kResult}, kFailed}}, 50 * kSecond);
+  EXPECT_EQ(judge(model, kNone, 90 * kSecond), "right");
+  EXPECT_EQ(judge(model, "0 1", 90 * kSecond), "right");
+  EXPECT_EQ(judge(model, "0 2", 90 * kSecond), "wrong");
+}
+
+TEST(Model, HasTheEndOfARangeInsideOrOutsideItAsTheServerHasIt) {
+  for (const Known inside : {Known::yes, Known::no, Known::unknown}) {
+    Ways ways;
+    ways.end_inside = inside;
+    Model model = model_with_point(ways);
+    model.took(write(1), kAcknowledged, 50 * kSecond);
+    const Call up_to = read(kTime - 5, kTime);
+    EXPECT_EQ(judge(model, "0 1", 90 * kSecond, up_to) == "right", inside != Known::no);
+    EXPECT_EQ(judge(model, kNone, 90 * kSecond, up_to) == "right", inside != Known::yes);
+  }
+}
+
+TEST(Generator, MakesTheSameOfTheSameSeedAndOfManyAllOperations) {
+  const Place place{"W3", {"N1", "N2"}};
+  Material material;
+  std::set<std::string> lines;
+  std::set<Op> operations;
+  bool edge = false, twice = false, nothing = false;
+  for (uint64_t number = 0; number < 60; ++number) {
+    const Sequence sequence = make_sequence(material, number),
+                   again = make_sequence(material, number);
+    ASSERT_EQ(sequence.size(), again.size());
+    for (size_t i = 0; i < sequence.size(); ++i) {
+      const Call &call = sequence[i];
+      EXPECT_EQ(line_of(call, place), line_of(again[i], place));
+      lines.insert(line_of(call, place));
+      operations.insert(call.op);
+      nothing = nothing || (call.op == Op::write_value && call.entries.empty());
+      edge = edge || (call.op == Op::write_snap && call.time < 0);
+      twice = twice || (call.op == Op::get_value_byid && call.entries.size() > 1 &&
+                        call.entries[0].who == call.entries[1].who);
+    }
+  }
+  EXPECT_TRUE(edge && twice && nothing);
+  EXPECT_GE(lines.size(), 2000u);
+  EXPECT_EQ(operations.size(), 22u);  // the others are part of these calls
+  material.seed = 2;
+  const Sequence other = make_sequence(material, 0);
+  EXPECT_FALSE(std::all_of(other.begin(), other.end(),
+                           [&](const Call &call) { return lines.contains(line_of(call, place)); }));
+}
+
+TEST(Shrink, KeepsWhatIsNeededAndNothingElse) {
+  const Sequence long_one = make_sequence({}, 7);
+  ASSERT_GE(long_one.size(), 40u);
+  // It goes wrong where anything is read by name behind a write of a snapshot with a value.
+  const auto fails = [](const Sequence &sequence) {
+    bool written = false;
+    for (const Call &call : sequence) {
+      if (call.op == Op::write_snap && !call.entries.empty()) written = true;
+      if (written && by_name(call.op) && !writes(call) && !call.entries.empty()) return true;
+    }
+    return false;
+  };
+  ASSERT_TRUE(fails(long_one));
+  const Sequence small = shrink(long_one, kTime, fails, [] { return false; });
+  ASSERT_EQ(small.size(), 2u);
+  for (const Call &call : small) {
+    ASSERT_EQ(call.entries.size(), 1u);
+    EXPECT_EQ(call.session, 0);
+    EXPECT_EQ(call.entries[0].who.name, "P1");
+  }
+  EXPECT_LT(small[0].time - kTime, 100);
+  EXPECT_EQ(small[0].entries[0].status, 0);
+}
+
+}  // namespace kelpcheck::explore
+
+namespace kelptest {
+
+using namespace std::chrono_literals;
+using Words = std::vector<std::string>;
+
+namespace {
+
+Words with_fault(const std::string &fault) {
+  return {"LD_PRELOAD=" FAULTY_LIBRARY, "KELP_FAULT=" + fault,
+          "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0"};
+}
+
+}  // namespace
+
+// Faults that show only after certain calls, and how many calls are enough to show them.
+TEST(Sequences, FindAFaultMakeItSmallAndShowItInC) {
+  const struct {
+    const char *fault;
+    size_t calls;
+  } cases[] = {{"write_snap:lost after write_cache", 7},
+               {"write_value:lost after an update", 6},
+               {"write_histroy_byname:lost after a deletion", 7},
+               {"write_histroy_byid:third lost", 7},
+               {"get_value_byname:crash after write_cache", 5}};
+  for (const auto &[fault, calls] : cases) {
+    const TempFolder folder;
+    const std::string host = "file:" + folder.path("store"), source = folder.path("shown.c");
+    Process run({CHECK_PROGRAM, "-H" + host, "-O8", "--only", "explore.*", "--explore-calls=4000",
+                 "--seed=3", "--settle=0.3", "--reproduce", source, "--json", folder.path("json")},
+                with_fault(fault));
+    ASSERT_EQ(run.wait(120s), 1) << fault << run.output() << run.errors();
+    nlohmann::json report;
+    std::ifstream(folder.path("json")) >> report;
+    EXPECT_EQ(report["options"]["seed"], 3);
+    for (const auto &check : report["checks"]) {
+      if (check["name"] != "explore.sequences") continue;
+      EXPECT_LE(check["first_difference"]["steps"].size(), calls + 1) << run.output();
+    }
+    const std::string program = folder.path("shown");
+    Process compiler({"sh", "-c",
+                      C_COMPILER " -std=c11 -Wall -Wextra -pedantic -Werror -o " + program + " " +
+                          source + " " LIBRARY});
+    ASSERT_EQ(compiler.wait(60s), 0) << fault << compiler.errors();
+    Process shown({program, host}, with_fault(fault)), not_there({program, host + "2"});
+    EXPECT_EQ(shown.wait(60s), 1) << fault << shown.output() << shown.errors();
+    EXPECT_EQ(not_there.wait(60s), 0) << fault << not_there.output() << not_there.errors();
+    Process no_session({program, "file:" + folder.path("none/store")});
+    EXPECT_EQ(no_session.wait(60s), 2) << no_session.errors();
+  }
+}
+
+}  // namespace kelptest
