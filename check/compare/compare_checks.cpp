@@ -135,8 +135,8 @@ void compare_times(const json &before, const json &after, Comparison &to) {
       section.lines.push_back({name, Change::unknown, "too few calls to tell a difference"});
       continue;
     }
-    all.push_back(
-        {name, number_in(*old_figure->second, "median"), number_in(figure, "median"), *difference});
+    all.push_back({name, number_in(*old_figure->second, "median"), number_in(figure, "median"),
+                   *difference, is_local(name)});
   }
   const double machine = shift_of_machine(all);
   for (Timed &timed : all) excuse(timed, machine);

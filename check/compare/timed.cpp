@@ -1,5 +1,6 @@
 #include "compare/timed.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "result/text.h"
@@ -12,11 +13,14 @@ std::string change_text(double share) {
 }
 
 std::vector<ComparisonLine> judge_all(const std::vector<Timed> &all, double tolerance) {
-  std::vector<Shift> estimates;
-  for (const Timed &timed : all) estimates.push_back(timed.estimate);
-  const double apart = common_of(estimates).apart;
+  constexpr double least_apart = 0.04;
+  std::vector<Shift> of_server, of_host;
+  for (const Timed &timed : all) (timed.local ? of_host : of_server).push_back(timed.estimate);
+  const double server_apart = std::max(common_of(of_server).apart, least_apart);
+  const double host_apart = std::max(common_of(of_host).apart, least_apart);
   std::vector<ComparisonLine> lines;
   for (const Timed &timed : all) {
+    const double apart = timed.local ? host_apart : server_apart;
     const Judgement j = judge_one(timed.estimate, apart, all.size(), tolerance);
     const bool slower = j.ratio > 1;
     ComparisonLine line;
