@@ -4,6 +4,15 @@
 
 namespace kelpcheck::watch {
 
+std::string complaint_of(const std::function<void()> &parse) {
+  try {
+    parse();
+    return "";
+  } catch (const std::exception &error) {
+    return error.what();
+  }
+}
+
 void note_given(CLI::App &app, GivenOptions &given) {
   for (CLI::Option *option : app.get_options()) {
     const std::string name = option->get_name();

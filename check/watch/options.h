@@ -1,6 +1,7 @@
 // What a watch and a verification are asked for.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -35,6 +36,8 @@ struct VerifyOptions {
   int interrupted = 0;           // the signal because of which nothing is read; 0 for none
 };
 
+// What the option's parser complains of; empty if it does not.
+std::string complaint_of(const std::function<void()> &parse);
 // The long names of options that were given on the command line.
 using GivenOptions = std::set<std::string>;
 // Has them noted while the command line is read.

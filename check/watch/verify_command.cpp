@@ -1,5 +1,6 @@
 // kelpcheck verify: judges a journal, beside its watch or long after it, here or on another host.
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <iostream>
 
 #include "command_line.h"
@@ -31,11 +32,16 @@ class VerifyCommand : public Command {
   double settle_ = 5;
 };
 
-double parse_share(const std::string &text) {
-  size_t end = 0;
-  const double share = std::stod(text, &end) / (text.ends_with('%') ? 100 : 1);
-  const bool whole = end + (text.ends_with('%') ? 1 : 0) == text.size();
-  if (!whole || !(share > 0 && share <= 1)) throw std::invalid_argument("no share");
+double parse_share(const std::string &words) {
+  const std::string complaint = text("\"", words, "\" is no share such as 10%");
+  double share = 0;
+  const char *const end = words.data() + words.size();
+  const auto [rest, error] = std::from_chars(words.data(), end, share);
+  const std::string unit(rest, end);
+  if (error != std::errc() || (unit != "%" && !unit.empty()))
+    throw std::invalid_argument(complaint);
+  if (unit == "%") share /= 100;
+  if (!(share > 0 && share <= 1)) throw std::invalid_argument(complaint);
   return share;
 }
 
@@ -51,20 +57,10 @@ void VerifyCommand::add_options(CLI::App &app) {
   app.add_option("--until", until_,
                  "Judge nothing later than this TIME: YYYYMMDDhhmmss or ISO "
                  "8601, UTC")
-      ->check([](const std::string &text) {
-        parse_date(text);
-        return std::string();
-      })
+      ->check([](const std::string &text) { return complaint_of([&] { parse_date(text); }); })
       ->group(group);
   app.add_option("--share", share_, "Read only this part of the points, such as 10%")
-      ->check([](const std::string &text) {
-        try {
-          parse_share(text);
-        } catch (const std::exception &) {
-          return "\"" + text + "\" is no share such as 10%";
-        }
-        return std::string();
-      })
+      ->check([](const std::string &text) { return complaint_of([&] { parse_share(text); }); })
       ->group(group);
   app.add_flag("--remove", o_.remove, "Remove the watch's tree after the verdict")->group(group);
   app.add_option("--settle", settle_, "Seconds that values have until they must be readable")

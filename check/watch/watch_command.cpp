@@ -60,10 +60,7 @@ void WatchCommand::add_options(CLI::App &app) {
   app.add_option("--for", duration_,
                  "How long: a number with ms, s, m, h or d; default: until "
                  "interrupted")
-      ->check([](const std::string &text) {
-        parse_duration(text);
-        return std::string();
-      })
+      ->check([](const std::string &text) { return complaint_of([&] { parse_duration(text); }); })
       ->group(group);
   app.add_option("--settle", o_.settle, "Seconds that values have until they must be readable")
       ->check(CLI::Range(0.1, 3600.0))

@@ -32,7 +32,7 @@ struct WatchFolder : TempFolder {
   Words watch(const Words &more) const {
     Words words{CHECK_PROGRAM, "watch",     "-H" + host(), "--journal", journal(),
                 "--points",    "12",        "--settle",    "1",         "--json",
-                path("json"),  "--timeout", "4",           "-O",        "8"};
+                path("json"),  "--timeout", "10",          "-O",        "8"};
     words.insert(words.end(), more.begin(), more.end());
     return words;
   }

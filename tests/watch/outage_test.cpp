@@ -52,7 +52,13 @@ struct WatchRun {
   Process process;
 
   explicit WatchRun(const Case &what_, const Words &options = {"--for", "9s"})
-      : what(what_), process(folder.watch(options), folder.with_fault(what_.fault)) {}
+      : what(what_), process(command(options), folder.with_fault(what_.fault)) {}
+
+  // A call that hangs is given up after a while that a test has.
+  Words command(Words options) const {
+    if (what.fault == "hangs") options.insert(options.end(), {"--timeout", "2.5"});
+    return folder.watch(options);
+  }
 
   // The report, once it has ended as it should.
   json ended(int status) {
