@@ -99,7 +99,7 @@ Family explore_family() {
           Tree::reserved,
           {{"explore.sequences",
             "Whatever calls come in whatever order, each one gives what the ones before it led to.",
-            sequences, 60}}};
+            sequences, 5}}};
 }
 
 }  // namespace kelpcheck

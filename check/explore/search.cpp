@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "explore/shrink.h"
 #include "process/call_board.h"
@@ -16,6 +17,31 @@ namespace {
 
 constexpr int kTickMilliseconds = 20;
 constexpr double kTryTimeout = 2;  // seconds of a call, while a sequence is made small
+
+// Sequences that one process plays, one after the other.
+constexpr uint64_t kTogether = 8;
+
+// What a sequence made is deleted, and its sessions are opened again.
+void add_ending(Sequence &sequence) {
+  std::set<std::string> names[kNodes];
+  for (const Call &call : sequence) {
+    if (call.op != Op::modify_object || call.change != Insert) continue;
+    for (const Entry &entry : call.entries) names[entry.who.node].insert(entry.who.name);
+  }
+  for (int node = 0; node < kNodes; ++node) {
+    Call points{Op::modify_object}, whole{Op::modify_object};
+    points.change = whole.change = Delete;
+    points.node = node;
+    whole.node = kDatabase;
+    for (const std::string &name : names[node]) {
+      Call &call = name.empty() ? whole : points;
+      call.entries.push_back({{Target::own, node, name}});
+    }
+    if (!points.entries.empty()) sequence.push_back(points);
+    if (!whole.entries.empty()) sequence.push_back(whole);
+  }
+  for (const int session : {0, 1}) sequence.push_back({Op::init, session});
+}
 
 // How far a child has come.
 struct Progress {
@@ -55,9 +81,11 @@ class Search {
   std::optional<Finding> supervise(const std::function<int(RecordPipe)> &work, double timeout);
   int explore(RecordPipe records) const;
   std::optional<Finding> play(const Sequence &sequence, int64_t settle);
+  Sequence with_those_before(const Found &found) const;
   void make_small(Found &found);
   void clear(const Place &place);
   double time_left() const;
+  bool enough() const;
   const Place &next_place() { return o_.places[plays_++ % o_.places.size()]; }
 
   const SearchOptions &o_;
@@ -92,18 +120,16 @@ std::optional<Finding> Search::supervise(const std::function<int(RecordPipe)> &w
   return Finding{progress_->call, {{0, kEnd}, {kReturned}, end}};
 }
 
-// In a child: sequence after sequence. A child that ends by itself, as it should, has the status 0.
+// In a child: a few sequences. A child that ends by itself, as it should, has the status 0.
 int Search::explore(RecordPipe records) const {
   while (true) {
     const uint64_t number = progress_->number;
     const Place &place = o_.places[number % o_.places.size()];
     Context context(o_.server, *board_);
     Player player(context, place, o_.ground);
-    const bool time_is_up = o_.calls == 0 && time_left() <= 0;
-    if (time_is_up || (o_.calls > 0 && progress_->calls >= o_.calls)) return 0;
+    if (enough()) return 0;
     const auto finding = player.play(make_sequence(o_.material, number), [&](size_t call) {
-      const bool enough = o_.calls > 0 ? progress_->calls >= o_.calls : time_left() <= 0;
-      if (enough) return false;
+      if (enough()) return false;
       progress_->call = call;
       ++progress_->calls;
       return true;
@@ -116,8 +142,12 @@ int Search::explore(RecordPipe records) const {
       return 0;
     }
     player.clear();
-    ++progress_->number;
+    if (++progress_->number % kTogether == 0) return 0;
   }
+}
+
+bool Search::enough() const {
+  return o_.calls > 0 ? progress_->calls >= o_.calls : time_left() <= 0;
 }
 
 double Search::time_left() const {
@@ -168,6 +198,18 @@ bool alike(const Sequence &one, const Finding &a, const Sequence &other, const F
   return one[a.call].op == other[b.call].op && a.difference.key.item == b.difference.key.item;
 }
 
+// The sequences that the process had played before, too: something may have been left in it.
+Sequence Search::with_those_before(const Found &found) const {
+  Sequence all;
+  for (uint64_t number = found.number / kTogether * kTogether; number < found.number; ++number) {
+    Sequence one = make_sequence(o_.material, number);
+    add_ending(one);
+    all.insert(all.end(), one.begin(), one.end());
+  }
+  all.insert(all.end(), found.sequence.begin(), found.sequence.end());
+  return all;
+}
+
 void Search::make_small(Found &found) {
   shrinking_since_ = now_ns();
   // Longer than this server has taken so far; the whole time only at the end.
@@ -187,9 +229,9 @@ void Search::make_small(Found &found) {
     found.again = true;
     return true;
   };
-  const auto enough = [&] { return time_left() <= 0; };
-  if (!fails(original) && !fails(original)) return;
-  Sequence smallest = shrink(found.sequence, o_.material.base, fails, enough);
+  const auto too_late = [&] { return time_left() <= 0; };
+  if (!fails(original) && !fails(original) && !fails(with_those_before(found))) return;
+  shrink(found.sequence, o_.material.base, fails, too_late);
   if (!found.finding.waited || brief >= o_.ground.settle) return;
   const Found small = found;
   const auto whole_wait = static_cast<int64_t>(std::max(time_left(), 0.5) * 1e9);
@@ -197,12 +239,15 @@ void Search::make_small(Found &found) {
   if (finding && alike(original, first, small.sequence, *finding)) return;
   found.sequence = original;
   found.finding = first;
+  found.again = false;
 }
 
 SearchResult Search::work() {
   SearchResult result;
-  const auto finding =
-      supervise([&](RecordPipe records) { return explore(records); }, o_.server.timeout);
+  std::optional<Finding> finding;
+  while (!finding && !enough()) {
+    finding = supervise([&](RecordPipe records) { return explore(records); }, o_.server.timeout);
+  }
   result.sequences = progress_->sequences;
   result.calls = progress_->calls;
   result.compared = progress_->compared;

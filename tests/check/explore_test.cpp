@@ -196,7 +196,7 @@ TEST(Sequences, FindAFaultMakeItSmallAndShowItInC) {
     size_t calls;
   } cases[] = {{"write_snap:lost after write_cache", 7},
                {"write_value:lost after an update", 6},
-               {"write_histroy_byname:lost after a deletion", 7},
+               {"write_histroy_byname:lost after a deletion", 8},
                {"write_histroy_byid:third lost", 7},
                {"get_value_byname:crash after write_cache", 5}};
   for (const auto &[fault, calls] : cases) {
