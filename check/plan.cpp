@@ -34,7 +34,8 @@ void require_known(const std::vector<std::string> &patterns, const std::vector<F
 Plan make_plan(const CheckOptions &options) {
   Plan plan{{connection_family(), restart_family(), clock_family(), tree_family(), values_family(),
              history_family(), cache_family(), snapshot_family(), statistics_family(),
-             server_family(), sweep_times_family(), sweep_values_family(), explore_family()},
+             server_family(), sweep_times_family(), sweep_values_family(), sweep_names_family(),
+             sweep_calls_family(), sweep_amounts_family(), explore_family()},
             0,
             0};
   require_known(options.only, plan.families);

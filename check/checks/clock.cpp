@@ -132,7 +132,10 @@ void runs(Bed &bed) {
 
 void dates(Bed &bed) {
   const Zone zone = zone_of_library(bed);
-  bed.c.finding("The library's calendar counts in", zone.name);
+  const Answer answer = zone.name == "UTC"           ? Answer::utc
+                        : zone.name.starts_with("a") ? Answer::fixed
+                                                     : Answer::local;
+  bed.c.read(Question::calendar, answer, "kelp2_encode_time in summer and winter", zone.name);
   for (const int32_t y : {1902, 1969, 1970, 1972, 1999, 2000, 2001, 2004, 2012, 2013, 2024, 2037}) {
     for (int32_t m = 1; m <= 12; ++m) {
       const auto last = int32_t(unsigned((year(y) / m / std::chrono::last).day()));

@@ -37,6 +37,9 @@ inline int32_t node_numbers(Tree tree, int32_t nodes) {
 Family habits_family();  // what the others rest on
 Family sweep_times_family();
 Family sweep_values_family();
+Family sweep_names_family();
+Family sweep_calls_family();
+Family sweep_amounts_family();
 Family open_family();  // a session can be made; what an earlier run left is removed
 Family connection_family();
 Family restart_family();  // looks at the connection family's tree

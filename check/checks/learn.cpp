@@ -27,6 +27,23 @@ enum Use : size_t {
 
 int32_t start_of(Bed &bed) { return bed.c.options.begin; }
 
+// How it says that there are no rows.
+void empty_result(Bed &bed) {
+  const int32_t begin = start_of(bed) - 500'000;
+  Answers seen;
+  std::string got;
+  const std::string refusal = refusal_of([&] {
+    const History history = bed.session->history(Ids{bed.ids[kRanges]}, begin, begin + 100);
+    const int32_t rows = history.rows(0);
+    seen = history.errors[0] != 0 ? Answer::failed_entry
+           : rows < 0             ? Answer::minus_rows
+                                  : Answer::no_rows;
+    got = text("entry ", history.errors[0], ", ", rows, " rows");
+  });
+  if (!refusal.empty()) seen = Answer::failed_call;
+  bed.c.read(Question::empty_result, seen, "a range without rows", refusal + got);
+}
+
 // Two rows apart, and whether a range that ends at the second one gives it.
 void range_end(Bed &bed) {
   Ground ground(bed);
@@ -35,6 +52,7 @@ void range_end(Bed &bed) {
   ground.expect_everything(kRanges);
   ground.expect_history({kRanges}, false, first, second);
   ground.expect_history({kRanges}, false, first + 1, second);
+  empty_result(bed);
 }
 
 // What of two values of one time there is once a later write is readable: then the second one is

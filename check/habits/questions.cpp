@@ -17,7 +17,7 @@ const Known kSecond = {{A::replaces, "replaces the first"},
                        {A::refused, "is refused"}};
 const Known kNewer = {
     {A::replaces, "replaces it"}, {A::ignored, "is ignored"}, {A::refused, "is refused"}};
-const Known kTaken = {{A::taken, "taken"}, {A::refused, "refused"}};
+const Known kTaken = {{A::taken, "taken"}, {A::refused, "refused"}, {A::some, "taken in part"}};
 const Known kKept = {{A::kept, "kept"}, {A::changed, "changed"}, {A::refused, "refused"}};
 const Known kRounded = {{A::kept, "kept"}, {A::rounded, "rounded"}, {A::refused, "refused"}};
 const Known kField = {{A::kept, "kept, every value"},
@@ -207,11 +207,6 @@ std::vector<QuestionEntry> statistics() {
        "Statistics: an interval of 0 is",
        true,
        {{A::whole, "the whole range"}, {A::refused, "refused"}}},
-      {Q::statistics_nan,
-       "statistics.nan",
-       "Statistics: NaN among the values is",
-       true,
-       {{A::ignored, "left out of max and min"}, {A::taken, "their result"}}},
   };
 }
 
@@ -225,18 +220,6 @@ std::vector<QuestionEntry> never_compared() {
         {A::minus_rows, "less than 0 rows"},
         {A::failed_entry, "a failed entry"},
         {A::failed_call, "a failed call"}}},
-      {Q::empty_range,
-       "form.empty_range",
-       "A range that ends before it begins has",
-       false,
-       {{A::no_rows, "no rows"},
-        {A::failed_entry, "a failed entry"},
-        {A::failed_call, "a failed call"}}},
-      {Q::nothing_known,
-       "form.nothing_done",
-       "When no entry can be done",
-       false,
-       {{A::failed_entry, "each entry fails"}, {A::failed_call, "the call fails"}}},
       {Q::unknown_id,
        "form.unknown_id",
        "The id of an unknown name is",

@@ -73,11 +73,8 @@ enum class Question {
   statistics_grid,
   statistics_last,
   statistics_no_interval,
-  statistics_nan,
   // Never compared:
   empty_result,
-  empty_range,
-  nothing_known,
   unknown_id,
   unknown_children,
   count,
