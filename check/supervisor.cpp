@@ -36,6 +36,7 @@ Supervisor::Supervisor(Run &run, const Plan &plan, Watcher watcher)
       plan_(plan),
       watcher_(std::move(watcher)),
       habits_(expected_habits(run.options.expect)),
+      begin_(run.options.begin),
       holder_(Holder::of_this_process(plan.last_node)) {}
 
 void Supervisor::open_results() {
@@ -82,6 +83,7 @@ void Supervisor::run_family(const Family &family, size_t first_check, const Numb
     CheckContext c(run_.options, holder_, *board_, records);
     c.habits = habits_;
     c.limits = limits_;
+    c.begin = begin_;
     kelpcheck::run_family(family, nodes.first, c);
     return 0;
   });
@@ -215,6 +217,7 @@ void Supervisor::take(FamilyChild &child, const json &record) {
   if (record.contains("begin")) child.began = now_ns();
   if (record.contains("finding")) add_finding(record["finding"]);
   if (record.contains("habit")) take_habit(record["habit"]);
+  if (record.contains("data_begin")) begin_ = record["data_begin"];
   if (record.contains("waited")) habits_.longest_wait = record["waited"];
   if (record.contains("limits")) limits_ = {record["limits"][0], record["limits"][1]};
   if (record.contains("plot")) run_.plot = record["plot"];

@@ -59,6 +59,7 @@ class Supervisor {
   Shared<CheckBoard> board_;
   Habits habits_;  // what the families so far have learnt
   Limits limits_;
+  int32_t begin_;  // of the data
   Holder holder_;
   // Renews the claim, from when it is made to the end.
   Shared<CallBoard> renewing_;

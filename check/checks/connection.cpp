@@ -81,19 +81,19 @@ void expect_gone(Bed &bed, const Who &points) {
 void second_session(Bed &bed) {
   auto other = std::make_unique<Session>(bed.c);
   const Window window(bed, 1, kFew), answer(bed, 2, kFew);
-  write_all(bed, window, window.end, 1);
+  write_all(bed, window, window.end + 5, 1);
   const int32_t id = bed.add_point(bed.nodes[0], "SEEN", I4);
   std::swap(bed.session, other);
-  expect_all(bed, window, window.end, 1);
+  expect_all(bed, window, window.end + 5, 1);
   const std::string name = bed.full(bed.nodes[0]) + ".SEEN";
   settle_equal(bed, [&](Evidence &e) {
     e.equal(id, bed.session->ids({name})[0], [&] { return "id of " + name; });
   });
-  write_all(bed, answer, answer.end, 2);
+  write_all(bed, answer, answer.end + 5, 2);
   Objects point = bed.session->objects(Names{name});
   bed.session->modify(Delete, bed.full(bed.nodes[0]), point);
   std::swap(bed.session, other);
-  expect_all(bed, answer, answer.end, 2);
+  expect_all(bed, answer, answer.end + 5, 2);
   expect_gone(bed, Names{name});
   bed.c.evidence.equal(0, other->status(), [] { return "status of the older session"; });
 }

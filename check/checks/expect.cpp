@@ -12,11 +12,15 @@ bool surely_kept(Bed &bed, Question question) {
   return bed.c.habits.is(question, Answer::kept) && bed.c.habits.unknown(question).empty();
 }
 
-// Whether it is what the row before gave, or there was none.
+// Whether it is what a row before gave, or there was none.
 bool was_before(const Moment &moment, size_t point, const Sample &have) {
   if (moment.row == 0) return true;
-  const Sample before = moment.window.at(point, moment.row - 1);
-  return have.status == before.status && have.value == before.value;
+  if (!moment.with_times) return true;  // any older snapshot
+  for (int64_t row = moment.row; row-- > 0;) {
+    const Sample before = moment.window.at(point, row);
+    if (have.status == before.status && have.value == before.value) return true;
+  }
+  return false;
 }
 
 }  // namespace

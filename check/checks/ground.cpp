@@ -144,6 +144,7 @@ Seen Ground::compare(Evidence &e, size_t point, const std::vector<Sample> &rows,
 }
 
 void Ground::learn_from(size_t point, const std::vector<Sample> &rows, int32_t end) {
+  if (end == INT32_MAX) return;  // what is behind it no range can ask for
   const Alternatives at_end = ledgers[point].settled(bed.c.habits, end);
   if (among(at_end, {})) return;
   const bool inside = !rows.empty() && rows.back().time == end;

@@ -1,6 +1,7 @@
 // History: blocks of rows written to every point and read back, by id and by name, whole and in
 // parts.
 #include <algorithm>
+#include <cstdlib>
 
 #include "checks/expect.h"
 #include "checks/ground.h"
@@ -9,8 +10,27 @@ namespace kelpcheck {
 
 namespace {
 
+// What the values and statuses of this run are like, so that nobody has to believe it.
+void tell_coverage(Bed &bed, const Window &window) {
+  int64_t all = 0, zero = 0, small = 0, negative = 0, wide = 0, below = 0;
+  for (const size_t point : some_of(bed.points())) {
+    for (int64_t row = 0; row < std::min<int64_t>(window.rows, 1000); ++row, ++all) {
+      const Sample sample = window.at(point, row);
+      zero += sample.status == 0 ? 1 : 0;
+      small += sample.status != 0 && std::abs(sample.status) < 128 ? 1 : 0;
+      negative += sample.status < 0 ? 1 : 0;
+      wide += std::abs(sample.status) >= 128 ? 1 : 0;
+      below += sample.value < 0 ? 1 : 0;
+    }
+  }
+  bed.c.finding("Of the data's statuses", text(zero, " are 0, ", small, " small, ", wide,
+                                               " need 16 bits, ", negative, " are negative"));
+  bed.c.finding("Of the data's values", text(below, " of ", all, " are negative"));
+}
+
 void roundtrip_byid(Bed &bed) {
   const Window window(bed, 0);
+  tell_coverage(bed, window);
   write_history(bed, false, window, in_order(bed.points()));
   expect_history(bed, false, window, shuffled(bed.points()));
 }

@@ -15,6 +15,7 @@ namespace {
 // Points of the bed by use; there are five kinds, a point of each in turn.
 enum Use : size_t {
   kRanges = 0,
+  kBegin = 1,
   kSecond = 5,
   kCurrent = 10,
   kMarker = 15,
@@ -25,7 +26,44 @@ enum Use : size_t {
   kFields = 50
 };
 
-int32_t start_of(Bed &bed) { return bed.c.options.begin; }
+int32_t start_of(Bed &bed) { return bed.c.begin; }
+
+// A server may keep some years only: where it refuses rows of the time that was asked for, the
+// run's data begin later.
+void begin_of_data(Bed &bed) {
+  constexpr int32_t day = 86'400;
+  const int32_t now = bed.session->time();
+  std::string refusals;
+  for (const int32_t begin : {bed.c.begin, now - 400 * day, now - 30 * day}) {
+    Ground ground(bed);
+    const std::string refusal = ground.history(kBegin, {{begin, 1, 5}});
+    if (!refusal.empty()) {
+      refusals += text(refusals.empty() ? "" : "; ", clock_text(begin), ": ", refusal);
+      continue;
+    }
+    ++bed.c.evidence.compared;
+    if (begin == bed.c.begin) return;
+    bed.c.finding("Rows that old are refused", clock_text(bed.c.begin));
+    bed.c.finding("The run's data begin", clock_text(begin) + ", see --begin");
+    bed.c.move_begin(begin);
+    return;
+  }
+  bed.c.evidence.that(
+      false, [] { return std::string("a row of history"); }, "taken", refusals);
+}
+
+// Rows that were acknowledged and are gone: are those of now there?
+void explain_loss(Bed &bed) {
+  Evidence &e = bed.c.evidence;
+  if (e.differences == 0) return;
+  const int32_t now = bed.session->time() - 1000;
+  Columns row;
+  row.add({now, 1, 7});
+  if (!refusal_of([&] { bed.session->write_history(bed.ids[kBegin], row); }).empty()) return;
+  wait_longest(bed);
+  if (read_rows(bed, bed.ids[kBegin], now - 10, now + 10).size() != 1) return;
+  e.got += " (rows of now are there: --begin DATE moves the run's data)";
+}
 
 // How it says that there are no rows.
 void empty_result(Bed &bed) {
@@ -50,6 +88,7 @@ void range_end(Bed &bed) {
   const int32_t first = start_of(bed), second = first + 100;
   ground.history(kRanges, {{first, 1, 11.5}, {second, 2, -12.5}});
   ground.expect_everything(kRanges);
+  explain_loss(bed);
   ground.expect_history({kRanges}, false, first, second);
   ground.expect_history({kRanges}, false, first + 1, second);
   empty_result(bed);
@@ -82,13 +121,13 @@ void read_second(Bed &bed, Ground &ground, size_t point, Question question, int3
 void second_value(Bed &bed) {
   Ground ground(bed);
   const int32_t time = start_of(bed) + 5000;
-  const Sample first{time, 1, 1.5}, second{time, 2, 2.5};
+  const Sample first{time, 1, 15}, second{time, 2, 25};
   ground.history(kSecond, {first});
   ground.expect_everything(kSecond);
   const std::string refusal = ground.history(kSecond, {second});
   read_second(bed, ground, kSecond, Question::second_value, time, first, second, refusal);
   const int32_t later = time + 100;
-  const Sample one{later, 3, 3.5}, other{later, 4, 4.5};
+  const Sample one{later, 3, 35}, other{later, 4, 45};
   const std::string in_call = ground.history(kSecond, {one, other});
   read_second(bed, ground, kSecond, Question::second_in_call, later, one, other, in_call);
 }
@@ -123,7 +162,7 @@ void current(Bed &bed) {
   const auto set = [&](size_t point, const Sample &sample) {
     return ground.current({point}, sample.time, {sample});
   };
-  const Sample first{now, 5, 8.5}, before{now - 100, 6, -2.5}, beside{now, 7, 16.5};
+  const Sample first{now, 5, 8}, before{now - 100, 6, -2}, beside{now, 7, 16};
   set(older, first);
   set(equal, first);
   ground.expect_current({older, equal}, false);
@@ -245,7 +284,7 @@ void between(Bed &bed) {
 void snapshots_of_others(Bed &bed) {
   Ground ground(bed);
   const int32_t time = start_of(bed) + 30000, now = bed.session->time() - 300;
-  const Sample past{time, 4, 44.5}, current{now, 5, 55.5};
+  const Sample past{time, 4, 44}, current{now, 5, 55};
   const auto ask = [&](Question question, size_t point, const Sample &sample) {
     Read read;
     const auto look = [&] {
@@ -268,7 +307,7 @@ void second_snapshot(Bed &bed) {
   Ground ground(bed);
   const int32_t time = start_of(bed) + 40000;
   const size_t point = kSnapshot + 2, other = kSnapshot + 3;
-  const Sample first{time, 1, 1.5}, second{time, 2, 2.5};
+  const Sample first{time, 1, 15}, second{time, 2, 25};
   const auto ask = [&](Question question, size_t where, const std::string &refusal) {
     Read read;
     const auto look = [&] {
@@ -402,7 +441,8 @@ Family habits_family() {
   return {
       "habits",
       Tree::few,
-      {{"habits.ranges", "Whether the end of a range belongs to it is always the same.", range_end},
+      {{"habits.begin", "A row of history is taken.", begin_of_data},
+       {"habits.ranges", "Whether the end of a range belongs to it is always the same.", range_end},
        {"habits.second_value",
         "Of two values at one time the same one stays, or both do, each time.", second_value},
        {"habits.current",

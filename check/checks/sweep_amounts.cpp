@@ -47,7 +47,7 @@ void rows(Bed &bed) {
   const int64_t sizes[] = {0,   1,   2,    3,    127,  128,    129,    255,
                            256, 257, 1023, 1024, 1025, 65'535, 65'536, 65'537};
   double slowest = 0;
-  int32_t begin = bed.c.options.begin;
+  int32_t begin = bed.c.begin;
   bool by_name = false;
   for (const int64_t size : sizes) {
     if (slowest > kSlow) {
@@ -153,7 +153,7 @@ void boundaries(Bed &bed) {
   if (!bed.c.habits.is(Question::range_end, Answer::outside)) {
     throw Moot("where the end of a range is inside it, a value on a boundary may belong to both");
   }
-  const int32_t begin = bed.c.options.begin / 86'400 * 86'400;
+  const int32_t begin = bed.c.begin / 86'400 * 86'400;
   const size_t point = kBoundaries;
   const std::vector<Sample> samples = boundary_samples(begin);
   write_block(bed, point, samples);
@@ -174,7 +174,7 @@ void boundaries(Bed &bed) {
 
 // Large, small, equal, single and rising values, one interval over all.
 void magnitudes(Bed &bed) {
-  const int32_t begin = bed.c.options.begin + 7;
+  const int32_t begin = bed.c.begin + 7;
   const std::vector<std::vector<double>> series{
       {1e100, -1e100, 3e100},     {1e-100, 2e-100, 4e-100}, {5, 5, 5, 5}, {42},
       {1e15, 1e15 + 2, 1e15 + 8}, {-1, -2, -3, -3, -2},     {0, 0, 0},    {1e6, 1, 1e-6},
@@ -200,7 +200,7 @@ void magnitudes(Bed &bed) {
 // An interval of 0 or less, if that is not refused, is one over the whole range; and a range
 // without values has no statistics.
 void no_interval(Bed &bed) {
-  const int32_t begin = bed.c.options.begin + 7;
+  const int32_t begin = bed.c.begin + 7;
   const size_t point = 1;
   const std::vector<Sample> samples{{begin, 1, 2.5}, {begin + 10, 2, -4.5}};
   write_block(bed, point, samples);

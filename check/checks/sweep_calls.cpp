@@ -21,7 +21,7 @@ void no_entries(Bed &bed) {
   const ConnectionHandle session = bed.session->handle();
   const int32_t now = bed.session->time();
   Ground ground(bed);
-  ground.history(0, {{bed.c.options.begin, 1, 1.5}});
+  ground.history(0, {{bed.c.begin, 1, 1.5}});
   ground.current({0}, now - 100, {{0, 2, 2.5}});
   ground.expect_everything(0);
   for (const bool null : {true, false}) {
@@ -114,7 +114,7 @@ void null_handles(Bed &bed) {
 // A point twice in a reading, and unknown ones between known ones in every place.
 void repeated(Bed &bed) {
   Ground ground(bed);
-  const int32_t now = bed.session->time() - 200, past = bed.c.options.begin;
+  const int32_t now = bed.session->time() - 200, past = bed.c.begin;
   const std::vector<size_t> all{5, 10, 15};
   for (const size_t point : all) {
     ground.history(point, {{past, 1, double(point)}, {past + 10, 2, -double(point)}});
@@ -145,7 +145,7 @@ void repeated(Bed &bed) {
 // Unknown entries first, in the middle, last, and several of them; by ids in reads only.
 void unknown_between(Bed &bed) {
   Ground ground(bed);
-  const int32_t now = bed.session->time() - 200, past = bed.c.options.begin;
+  const int32_t now = bed.session->time() - 200, past = bed.c.begin;
   const size_t known = 20;
   ground.history(known, {{past, 1, 4.5}});
   ground.current({known}, now, {{0, 3, 8.5}});
@@ -189,7 +189,7 @@ void unknown_between(Bed &bed) {
 void overwrite(Bed &bed) {
   Ground ground(bed);
   auto other = std::make_unique<Session>(bed.c);
-  const int32_t past = bed.c.options.begin, now = bed.session->time() - 3000;
+  const int32_t past = bed.c.begin, now = bed.session->time() - 3000;
   const size_t point = 25;
   const auto look = [&](int32_t time) {
     for (int session = 0; session < 2; ++session) {
@@ -202,7 +202,8 @@ void overwrite(Bed &bed) {
     }
   };
   look(past);
-  for (int round = 0; round < 4; ++round) {
+  const int rounds = bed.c.habits.longest_wait > 0.2 ? 2 : 4;
+  for (int round = 0; round < rounds; ++round) {
     const auto status = static_cast<int16_t>(round * 100 - 50);
     const double value = round * 1.5;
     std::vector<Sample> rows;

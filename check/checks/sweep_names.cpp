@@ -115,7 +115,7 @@ Sample sample_of(size_t i, int32_t time) {
 void names(Bed &bed) {
   Named named = insert_names(bed);
   if (named.full.empty()) return;
-  const int32_t now = bed.session->time() - 100, past = bed.c.options.begin;
+  const int32_t now = bed.session->time() - 100, past = bed.c.begin;
   settle_equal(bed, [&](Evidence &e) {
     const Objects objects = bed.session->objects(named.full);
     for (size_t i = 0; i < named.full.size(); ++i) {
@@ -193,14 +193,13 @@ void near_names(Bed &bed) {
   Ground ground(bed);
   const int32_t now = bed.session->time() - 100;
   ground.current({0}, now, {{0, 1, 1.5}});
-  ground.history(0, {{bed.c.options.begin, 2, 2.5}});
+  ground.history(0, {{bed.c.begin, 2, 2.5}});
   ground.snapshot({0}, now, {{0, 1, 1.5}});
   settle_equal(bed, [&](Evidence &e) {
     absent(e, "object", bed.session->objects(asked).errors);
     absent(e, "value", bed.session->values(asked).errors);
     absent(e, "snapshot", bed.session->snap(asked, now).errors);
-    absent(e, "history",
-           bed.session->history(asked, bed.c.options.begin - 10, bed.c.options.begin + 10).errors);
+    absent(e, "history", bed.session->history(asked, bed.c.begin - 10, bed.c.begin + 10).errors);
   });
 }
 

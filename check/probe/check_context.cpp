@@ -47,6 +47,11 @@ bool CheckContext::read(Question question, Answers allowed, const std::string &w
   return false;
 }
 
+void CheckContext::move_begin(int32_t time) {
+  begin = time;
+  send({{"data_begin", time}});
+}
+
 void CheckContext::need(Question question) const {
   const std::string &why = habits.unknown(question);
   if (habits.asked(question) && why.empty()) return;

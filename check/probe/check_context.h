@@ -40,6 +40,10 @@ class CheckContext : public Context {
 
   const CheckOptions &options;
   Habits habits;
+  int32_t begin = options.begin;  // of the run's data; later where the server refuses that
+
+  // The run's data begin at another time from now on.
+  void move_begin(int32_t time);
 
   // Strikes out the answers that a reading does not allow; one that leaves none is a difference.
   // Whether it leaves any.

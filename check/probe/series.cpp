@@ -40,7 +40,7 @@ uint64_t Series::hash(int64_t row, uint64_t use) const {
 int16_t Series::status(int64_t row) const {
   const uint64_t bits = hash(row, 0);
   const auto wide = static_cast<int16_t>((bits & 0xBFFF) | 0x0100 | (bits >> 32 & 0x4000));
-  if (bits >> 48 % 5 != 0 || row == 0) return wide;
+  if ((bits >> 48) % 5 != 0 || row == 0) return wide;
   return static_cast<int16_t>(static_cast<int>(bits >> 56 & 3) - 1);
 }
 

@@ -12,7 +12,7 @@ constexpr int32_t kApart = 1000;  // seconds between windows, for values beside 
 
 Window::Window(const Bed &bed, int slot, int64_t most)
     : rows(std::min<int64_t>(bed.c.options.samples, most)),
-      begin(bed.c.options.begin + slot * (Series::length(bed.c.options.samples) + kApart)),
+      begin(bed.c.begin + slot * (Series::length(bed.c.options.samples) + kApart)),
       end(begin + Series::length(rows)),
       bed_(bed),
       salt_(static_cast<uint32_t>(slot)) {}
