@@ -39,8 +39,24 @@ void statistics(Bed &bed, bool by_name) {
   }
 }
 
-void byid(Bed &bed) { statistics(bed, false); }
-void byname(Bed &bed) { statistics(bed, true); }
+// Rows that no known definition explains leave the question unknown.
+void need_definitions(Bed &bed) {
+  if (bed.c.evidence.differences > 0) return;
+  for (const Question question :
+       {Question::statistics_time, Question::statistics_flow, Question::statistics_maxtime,
+        Question::statistics_mintime, Question::statistics_avg, Question::statistics_stdev}) {
+    bed.c.need(question);
+  }
+}
+
+void byid(Bed &bed) {
+  statistics(bed, false);
+  need_definitions(bed);
+}
+void byname(Bed &bed) {
+  statistics(bed, true);
+  need_definitions(bed);
+}
 
 // Each point has its own mode: rows and statistics in turn in one query.
 void mixed_modes(Bed &bed) {

@@ -50,6 +50,10 @@ void add_areas(const Interval &in, const Curve &curve, std::vector<Area> &areas)
   areas.push_back(
       {lines ? Answer::lines_between : Answer::steps_between, inside, last_time - first.time});
   if (lines) areas.push_back({Answer::lines_known, inside + held, end - first.time});
+  if (!lines) {
+    const double back = first.value * (double(first.time) - double(in.start));
+    areas.push_back({Answer::steps_back, back + inside + tail, end - double(in.start)});
+  }
   if (!lines) areas.push_back({Answer::steps_known, head + inside, last_time - from});
 }
 
@@ -112,6 +116,7 @@ ExpectedField time_field(const Interval &in) {
                        {Answer::start, double(in.grid_start)},
                        {Answer::end, end},
                        {Answer::inside, end - 1},
+                       {Answer::middle, double(in.start + (in.end - in.start) / 2)},
                        {Answer::first, double(in.samples.front().time)},
                        {Answer::last, double(in.samples.back().time)}},
                       0,
@@ -141,6 +146,7 @@ void add_mean_and_deviation(const Interval &in, double tolerance,
   fields.push_back({"stdev",
                     Question::statistics_stdev,
                     {{Answer::population, population},
+                     {Answer::population_nan, n > 1 ? population : std::nan("")},
                      {Answer::sample, of_sample},
                      {Answer::one_is_nan, n > 1 ? of_sample : std::nan("")}},
                     tolerance,
@@ -239,7 +245,9 @@ std::vector<Interval> intervals_of(const Grid &grid, const std::vector<Sample> &
     if (in.end > end && grid.last == Answer::cut) in.end = end;
     if (next > 0) in.before = samples[next - 1];
     in.before_in_range = in.before && in.before->time >= begin;
-    for (; next < samples.size() && samples[next].time < std::min(in.end, end); ++next) {
+    for (; next < samples.size() &&
+           samples[next].time < (grid.beyond_end ? in.end : std::min(in.end, end));
+         ++next) {
       in.samples.push_back(samples[next]);
     }
     if (next < samples.size()) in.behind = samples[next];

@@ -47,6 +47,7 @@ struct Grid {
   int32_t begin = 0, end = 0, step = 0;
   Answer starts = Answer::begin;  // or multiples
   Answer last = Answer::cut;      // or whole, left_out
+  bool beyond_end = false;        // a whole last one holds what lies behind the range
 };
 std::vector<Interval> intervals_of(const Grid &grid, const std::vector<Sample> &samples);
 

@@ -139,6 +139,9 @@ enum class Answer {
   other,
   left_out,
   inside_settle,
+  middle,
+  steps_back,
+  population_nan,
   count,
 };
 static_assert(static_cast<int>(Answer::count) <= 64);
