@@ -1,6 +1,7 @@
 // Every operation that takes a name or a text, with names and texts of every length and alphabet:
 // what is taken must be found under its name and no other, and keep every byte.
 #include <algorithm>
+#include <cctype>
 #include <optional>
 
 #include "checks/families.h"
@@ -265,6 +266,14 @@ bool keeps_text(Bed &bed, const std::string &value) {
   return true;
 }
 
+// Short, of letters and digits: no server refuses it.
+bool is_plain(const std::string &value) {
+  constexpr size_t longest = 64;
+  return value.size() <= longest && std::all_of(value.begin(), value.end(), [](unsigned char c) {
+           return std::isalnum(c) != 0;
+         });
+}
+
 // Many points a call, each with a text of its own; and texts that a server may refuse.
 void texts_kept(Bed &bed) {
   const std::vector<std::string> all = texts();
@@ -273,15 +282,25 @@ void texts_kept(Bed &bed) {
     const size_t count = std::min(bed.points(), all.size() - first);
     const Names some(bed.names.begin(), bed.names.begin() + static_cast<ptrdiff_t>(count));
     Objects objects = bed.session->objects(some);
-    for (size_t i = 0; i < count; ++i) set(objects[i], "ED", all[first + i]);
+    std::vector<bool> taken(count, true);
+    for (size_t i = 0; i < count; ++i) {
+      const std::string &value = all[first + i];
+      const std::string refusal = refusal_of([&] { set(objects[i], "ED", value); });
+      taken[i] = refusal.empty();
+      if (!is_plain(value)) continue;
+      bed.c.evidence.equal(std::string(), refusal, [&] { return "ED " + show(value); });
+    }
     const Modified done = bed.session->modify(Update, node, objects);
     for (size_t i = 0; i < count; ++i) {
+      taken[i] = taken[i] && done.errors[i] == 0;
+      if (!is_plain(all[first + i])) continue;
       bed.c.evidence.equal(0, done.errors[i], [&] { return "ED " + show(all[first + i]); });
     }
     settle_equal(bed, [&](Evidence &e) {
       const Objects read = bed.session->objects(some);
       for (size_t i = 0; i < count; ++i) {
-        e.equal(all[first + i], get_text(read[i], "ED"), [&] { return "ED of " + some[i]; });
+        if (taken[i])
+          e.equal(all[first + i], get_text(read[i], "ED"), [&] { return "ED of " + some[i]; });
       }
     });
   }

@@ -169,8 +169,8 @@ Fields changed(size_t number, int32_t from, int32_t to) {
 void set_changed(Object object, size_t number, int32_t to) {
   const Fields f = fields_of(number, to);
   if (number % 5 == 1 || number % 5 == 4) set(object, KELP2_FIELD_DESCRIPTION, f.ed);
-  if (number % 5 == 2 || number % 5 == 4) set(object, KELP2_FIELD_IV, f.iv);
-  if (number % 5 == 3 || number % 5 == 4) set(object, KELP2_FIELD_HW, f.hw);
+  if (number % 5 == 2 || number % 5 == 4) set_if_taken(object, KELP2_FIELD_IV, f.iv);
+  if (number % 5 == 3 || number % 5 == 4) set_if_taken(object, KELP2_FIELD_HW, f.hw);
 }
 
 // Calls with the points of one node each: the first ones one at a time, from slots of a larger
@@ -220,7 +220,7 @@ void update_nodes(Bed &bed) {
                     bed.session->modify(Update, bed.c.server.database, 1, objects.data() + i));
   }
   expect_nodes(bed, [](size_t i) { return fields_of(i, 30); });
-  set(objects[0], KELP2_FIELD_AR, 4711);  // one field alone
+  set_if_taken(objects[0], KELP2_FIELD_AR, 4711);  // one field alone
   expect_modified(bed, "a node updated",
                   bed.session->modify(Update, bed.c.server.database, 1, objects.data()));
   expect_nodes(bed, [](size_t i) {

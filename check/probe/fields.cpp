@@ -8,20 +8,34 @@ Fields fields_of(size_t number, int32_t version) {
           -n - 0.1};
 }
 
+namespace {
+
+// What these fields mean is the server's; an object need not have them.
+template <typename Value>
+void set_taken(Object object, const char *field, Value value) {
+  try {
+    set(object, field, value);
+  } catch (const CallFailed &) {
+    return;
+  }
+}
+
+}  // namespace
+
+void set_if_taken(Object object, const char *field, int32_t value) {
+  set_taken(object, field, value);
+}
+
+void set_if_taken(Object object, const char *field, double value) {
+  set_taken(object, field, value);
+}
+
 void set_fields(Object object, const Fields &f, bool node) {
-  // What these mean is the server's; an object need not have them.
-  const auto set_if_taken = [&](const char *field, auto value) {
-    try {
-      set(object, field, value);
-    } catch (const CallFailed &) {
-      return;
-    }
-  };
   set(object, KELP2_FIELD_DESCRIPTION, f.ed);
-  set_if_taken(KELP2_FIELD_IV, f.iv);
-  if (node) set_if_taken(KELP2_FIELD_FQ, f.fq);
-  if (node) set_if_taken(KELP2_FIELD_AR, f.ar);
-  if (!node) set_if_taken(KELP2_FIELD_HW, f.hw);
+  set_if_taken(object, KELP2_FIELD_IV, f.iv);
+  if (node) set_if_taken(object, KELP2_FIELD_FQ, f.fq);
+  if (node) set_if_taken(object, KELP2_FIELD_AR, f.ar);
+  if (!node) set_if_taken(object, KELP2_FIELD_HW, f.hw);
 }
 
 std::string own_name(const std::string &full_name) {
