@@ -65,6 +65,7 @@ void run_family(const Family &family, int32_t first_node, CheckContext &c) {
             {"seconds", seconds_since(start)}});
     if (ends) break;
   }
+  c.send({{"limits", {c.limits.rows, c.limits.names, c.limits.objects}}});
   c.send({{"complete", true}});
 }
 

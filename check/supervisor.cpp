@@ -219,7 +219,7 @@ void Supervisor::take(FamilyChild &child, const json &record) {
   if (record.contains("habit")) take_habit(record["habit"]);
   if (record.contains("data_begin")) begin_ = record["data_begin"];
   if (record.contains("waited")) habits_.longest_wait = record["waited"];
-  if (record.contains("limits")) limits_ = {record["limits"][0], record["limits"][1]};
+  if (record.contains("limits")) take_limits(record["limits"]);
   if (record.contains("plot")) run_.plot = record["plot"];
   if (record.contains("end")) take_end(child, record);
 }
@@ -229,6 +229,8 @@ void Supervisor::take_habit(const json &record) {
                 Answers::from_bits(record["left"]), {record["where"], record["got"]},
                 record["unknown"]);
 }
+
+void Supervisor::take_limits(const json &record) { limits_ = {record[0], record[1], record[2]}; }
 
 void Supervisor::tell_habits() {
   if (run_.connected) habits_.read(Question::waiting, Answer::at_once, {"all readings", "at once"});
@@ -257,6 +259,9 @@ void Supervisor::tell_habits() {
         {"Longest wait for something acknowledged", duration_text(habits_.longest_wait * 1e9)});
   }
   if (limits_.rows > 0) add_finding({"Rows that a call writes", text(limits_.rows, " at most")});
+  if (limits_.objects > 0) {
+    add_finding({"Objects that a call changes", text(limits_.objects, " at most")});
+  }
   if (limits_.names > 0) add_finding({"Points that a call reads", text(limits_.names, " at most")});
 }
 

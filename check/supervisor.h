@@ -43,6 +43,7 @@ class Supervisor {
   void take(FamilyChild &child, const nlohmann::json &record);
   void take_end(FamilyChild &child, const nlohmann::json &record);
   void take_habit(const nlohmann::json &record);
+  void take_limits(const nlohmann::json &record);
   void tell_habits();
   void take_output(FamilyChild &child);
   void end_early(FamilyChild &child, const std::string &reason);

@@ -10,8 +10,9 @@ namespace kelpcheck {
 
 // How much one call takes, once the server has refused more; 0 where none was refused.
 struct Limits {
-  int64_t rows = 0;   // of a write
-  int64_t names = 0;  // or ids, of a reading
+  int64_t rows = 0;     // of a write
+  int64_t names = 0;    // or ids, of a reading
+  int64_t objects = 0;  // of a change
 };
 
 struct Context {

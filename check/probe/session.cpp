@@ -95,18 +95,6 @@ Modified Session::modify(ModifyOperation operation, const std::string &parent,
   return modify(operation, parent, objects.size(), objects.data());
 }
 
-Modified Session::modify(ModifyOperation operation, const std::string &parent, size_t count,
-                         ObjectHandle *objects) const {
-  const auto n = static_cast<int32_t>(count);
-  const Passing passing(parent);
-  Modified result{0, Out<int32_t>(count)};
-  result.count =
-      c_.calls.call<kelp2_modify_object>(n, handle_, static_cast<int32_t>(operation),
-                                         passing.c_str(), n, objects, result.errors.data());
-  guard(Op::modify_object, result.errors);
-  return result;
-}
-
 template <typename Call>
 void Session::in_pieces(int64_t Limits::*limit, size_t count, int64_t surely, Call call) const {
   const auto all = static_cast<int64_t>(count);
@@ -138,6 +126,23 @@ void Session::in_pieces(int64_t Limits::*limit, size_t count, int64_t surely, Ca
     }
     first += size;
   } while (first < all);
+}
+
+Modified Session::modify(ModifyOperation operation, const std::string &parent, size_t count,
+                         ObjectHandle *objects) const {
+  const Passing passing(parent);
+  Modified result{0, Out<int32_t>(count)};
+  in_pieces(&Limits::objects, count, kFewNames, [&](size_t first, int32_t n) {
+    const int32_t done = c_.calls.call<kelp2_modify_object>(
+        n, handle_, static_cast<int32_t>(operation), passing.c_str(), n, objects + first,
+        result.errors.data() + first);
+    const bool taken = done >= 0;
+    if (taken) result.count += done;
+    if (!taken && n <= kFewNames && result.count == 0) result.count = done;
+    return taken;
+  });
+  guard(Op::modify_object, result.errors);
+  return result;
 }
 
 template <auto Function, typename Time>
