@@ -32,10 +32,17 @@ std::vector<Interval> with_rows(const StatisticsQuery &query, const Layout &layo
 
 // Largest, smallest and mean value need no habit.
 bool common_fields_match(const Interval &interval, int32_t kind, const StatValue &row) {
-  for (const ExpectedField &field : expected_fields(interval, kind)) {
-    if (!field.question && field.allowed_by(field.read(row)).empty()) return false;
+  double max = interval.samples.front().value, min = max;
+  long double sum = 0;
+  for (const Sample &sample : interval.samples) {
+    max = std::max(max, sample.value);
+    min = std::min(min, sample.value);
+    sum += sample.value;
   }
-  return true;
+  if (row.max != max || row.min != min) return false;
+  const auto mean = double(sum / static_cast<long double>(interval.samples.size()));
+  const double tolerance = std::max(std::abs(max), std::abs(min)) * (kind == AX ? 1e-5 : 1e-9);
+  return std::abs(row.mean - mean) <= tolerance;
 }
 
 bool fits(const std::vector<Interval> &intervals, int32_t kind,
