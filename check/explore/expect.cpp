@@ -9,6 +9,7 @@ namespace kelpcheck::explore {
 
 namespace {
 
+constexpr int32_t kHeld = 60;  // seconds that every server that holds values does so
 constexpr int32_t kAround = 30 * 86400;
 
 std::vector<std::string> texts_of(const std::vector<std::optional<Current>> &versions) {
@@ -112,6 +113,10 @@ void Model::expect_result(const Call &call, Expectation &all) const {
   if (about_objects && !any_must && !(ground_.ways.bundled && !has_entries)) {
     result.good.push_back(kFailed);
   }
+  const bool no_interval = std::any_of(
+      call.entries.begin(), call.entries.end(),
+      [&](const Entry &e) { return e.mode == HistoryStatistics && call.interval <= 0; });
+  if (no_interval && !ground_.ways.bundled) result.good.push_back(kFailed);
   result.unsettled = waits;
   all[{0, kResult}] = result;
 }
@@ -215,10 +220,17 @@ void Model::expect_snap(const Call &call, size_t i, int64_t now, Expectation &al
     sure = !may_be_empty(cell);
     return true;
   };
-  bool known = !is_node(call, i);
+  const bool strict = ground_.ways.bundled;
+  const bool extreme = call.time == INT32_MIN || call.time == INT32_MAX;
+  bool known = !is_node(call, i) && (strict || !extreme);
   if (known && ground_.ways.snap_holds == Known::yes) {
     auto next = point.history.upper_bound(call.time);
-    while (known && !sure && next != point.history.begin()) known = add((--next)->second);
+    // How far back another server looks is its own affair.
+    const auto near = [&](int32_t time) { return strict || int64_t{call.time} - time <= kHeld; };
+    while (known && !sure && next != point.history.begin()) {
+      --next;
+      known = near(next->first) && add(next->second);
+    }
   } else if (known) {
     const auto snapshot = point.snapshots.find(call.time);
     const bool alone =
@@ -258,14 +270,17 @@ void Model::expect_history(const Call &call, size_t i, int64_t now, Expectation 
     if (cell->first > call.end || (at_end && inside == Known::no)) break;
     Allowed rows{texts_of(cell->second.rows.good()),
                  texts_of(cell->second.rows.early(call.session, now, ground_.settle)), reborn};
-    const bool maybe = at_end && inside == Known::unknown;
+    // Nothing can be asked for that ends behind the last second there is.
+    const bool last = call.end == INT32_MAX && !ground_.ways.bundled;
+    const bool maybe = at_end && (inside == Known::unknown || last);
     if (maybe && !rows.anything()) rows.good.push_back(kNone);
     has_rows = has_rows || !(maybe || may_be_empty(cell->second));
     if (asked.mode == HistoryTimed) all[{i, kRow, cell->first}] = rows;
     within.insert(*cell);
     unsettled = unsettled || cell->second.rows.unsettled(now, ground_.settle);
   }
-  if (!ground_.ways.bundled && (odd || !has_rows)) entry.good.push_back(kFailed);
+  const bool no_interval = asked.mode == HistoryStatistics && call.interval <= 0;
+  if (!ground_.ways.bundled && (odd || !has_rows || no_interval)) entry.good.push_back(kFailed);
   if (is_node(call, i)) entry = {};
   if (asked.mode == HistoryTimed) {
     all[{i, kOtherRows}] = {{kNone}, {}, reborn};
@@ -307,7 +322,7 @@ Allowed Model::write_entry(const Call &call, const Entry &entry, const Target &w
   if (ground_.ways.bundled || allowed.anything() || !allowed.takes(kDone)) return allowed;
   const int32_t time = has_times(call.op) ? entry.time : call.time;
   const ModelObject &point = *world_.find(who);
-  bool may_refuse = unusual_time(ground_, time) || who.name.empty();
+  bool may_refuse = unusual_time(ground_, time) || who.name.empty() || !taken_.contains(call.op);
   for (const auto *cells : {&point.history, &point.snapshots}) {
     may_refuse = may_refuse || cells->contains(time);
   }

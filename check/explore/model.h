@@ -2,6 +2,8 @@
 // nothing and knows no clock, so that it can be tested by itself and carried through any sequence.
 #pragma once
 
+#include <set>
+
 #include "explore/answer.h"
 #include "explore/ways.h"
 #include "explore/world.h"
@@ -58,6 +60,7 @@ class Model {
 
   Ground ground_;
   World world_;
+  std::set<Op> taken_;  // operations that have stored something at a plain time
   int64_t calls_ = 0;
 };
 

@@ -89,7 +89,15 @@ std::optional<Difference> Player::read_until_settled(const Call &call, Answer &a
 
 Session &Player::session(int number) {
   auto &session = sessions_[number];
-  if (session == nullptr) session = std::make_unique<Session>(c_);
+  if (session != nullptr) return *session;
+  try {
+    session = std::make_unique<Session>(c_);
+  } catch (const NoSession &) {
+    // A server may have no second one for us.
+    auto &other = sessions_[1 - number];
+    if (other == nullptr || ground_.ways.bundled) throw;
+    return *other;
+  }
   return *session;
 }
 
@@ -119,13 +127,13 @@ std::optional<Difference> Player::learn_id(const Call &call, size_t entry) {
   Pause pause;
   for (const int64_t start = now_ns();; pause.wait()) {
     const bool late = now_ns() - start >= ground_.settle;
-    if (session(call.session).objects(Names{name}).errors[0] != 0) {
+    if (!is_there(call.session, Names{name})) {
       if (late) return Difference{{entry, "object, looked up by name"}, {kDone}, kFailed};
       continue;
     }
     const int32_t id = session(call.session).ids(Names{name})[0];
-    const Objects found = session(call.session).objects(Ids{id});
-    if (found.errors[0] != 0 || get_text(found[0], "PN") != who.name) {
+    if (!is_there(call.session, Ids{id}) ||
+        get_text(session(call.session).objects(Ids{id})[0], "PN") != who.name) {
       if (late) return Difference{{entry, "id, looked up by name"}, {"its own"}, "another"};
       continue;
     }
@@ -135,6 +143,17 @@ std::optional<Difference> Player::learn_id(const Call &call, size_t entry) {
     ids_[name] = id;
     if (now_ns() - start > 1'000'000'000) longest_wait_ = std::max(longest_wait_, now_ns() - start);
     return {};
+  }
+}
+
+// A look-up that finds nothing may fail as a whole.
+bool Player::is_there(int number, const Who &who) {
+  try {
+    return session(number).objects(who).errors[0] == 0;
+  } catch (const NoSession &) {
+    throw;
+  } catch (const CallFailed &) {
+    return false;
   }
 }
 
@@ -151,7 +170,7 @@ int32_t Player::id_of(const Call &call, const Target &who) {
     if (taken == id) throw NotPossible();
   }
   const bool asks = call.op == Op::get_object_byid;
-  if (!asks && session(call.session).objects(Ids{id}).errors[0] == 0) throw NotPossible();
+  if (!asks && is_there(call.session, Ids{id})) throw NotPossible();
   return id;
 }
 
@@ -210,9 +229,15 @@ Objects Player::new_objects(const Call &call) {
   Objects objects(c_, 0);
   for (const Entry &entry : call.entries) {
     const bool node = entry.who.name.empty();
-    objects.add(session(call.session)
-                    .new_object(node ? place_.nodes[entry.who.node] : entry.who.name,
-                                node ? KindNode : entry.kind));
+    try {
+      objects.add(session(call.session)
+                      .new_object(node ? place_.nodes[entry.who.node] : entry.who.name,
+                                  node ? KindNode : entry.kind));
+    } catch (const CallFailed &) {
+      // Some names are not for every server.
+      if (ground_.ways.bundled || !unusual_name(entry.who.name)) throw;
+      throw NotPossible();
+    }
   }
   return objects;
 }
@@ -225,6 +250,25 @@ Objects Player::read_objects(const Call &call) {
   });
   if (call.via == Via::id && points) return s.objects(ids_of(call));
   return s.objects(names_of(call));
+}
+
+// But those that the server keeps nothing, or some values only, of.
+void Player::set_fields(kelpcheck::Object object, const Entry &entry) {
+  for (const Field &field : entry.fields) {
+    if (!ground_.ways.keeps(field.code, entry.who.name.empty())) continue;
+    if (field.code == "IV") {
+      set(object, "IV", field.number);
+    } else if (field.code != "ED") {
+      set(object, field.code.c_str(), static_cast<int32_t>(field.number));
+    } else {
+      try {
+        set(object, "ED", field.text);
+      } catch (const CallFailed &) {
+        if (ground_.ways.bundled || !unusual_text(field.text)) throw;
+        throw NotPossible();
+      }
+    }
+  }
 }
 
 void Player::modify(const Call &call, Answer &answer) {
@@ -241,14 +285,7 @@ void Player::modify(const Call &call, Answer &answer) {
       answer[{i + 1, kObjectRead}] = "another";
       return;
     }
-    for (const Field &field : entry.fields) {
-      if (!there) continue;
-      if (field.code == "ED") set(objects[i], "ED", field.text);
-      if (field.code == "IV") set(objects[i], "IV", field.number);
-      if (field.code != "ED" && field.code != "IV") {
-        set(objects[i], field.code.c_str(), static_cast<int32_t>(field.number));
-      }
-    }
+    if (there) set_fields(objects[i], entry);
     passed.push_back(objects[i]);
   }
   const Modified done =
@@ -273,7 +310,7 @@ void Player::clear() {
   for (const std::string &node : place_.nodes) {
     const std::string name = place_.database + "." + node;
     Session &s = session(0);
-    if (s.objects(Names{name}).errors[0] != 0) continue;
+    if (!is_there(0, Names{name})) continue;
     {
       Objects points = s.children(name);
       if (points.size() > 0) s.modify(Delete, name, points);

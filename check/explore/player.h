@@ -44,6 +44,7 @@ class Player {
   void write(const Call &call, Answer &answer);
   void modify(const Call &call, Answer &answer);
   Objects new_objects(const Call &call);
+  void set_fields(kelpcheck::Object object, const Entry &entry);
   Objects read_objects(const Call &call);
   void read_points(const Call &call, Answer &answer);
   void read_values(const Call &call, Answer &answer);
@@ -53,6 +54,7 @@ class Player {
   void read_other(const Call &call, Answer &answer);
 
   Session &session(int number);
+  bool is_there(int session, const Who &who);
   Names names_of(const Call &call) const;
   Ids ids_of(const Call &call);
   int32_t id_of(const Call &call, const Target &who);

@@ -103,11 +103,11 @@ void Model::take_row(const Call &call, const Entry &entry, const Target &who, bo
   } else if (call.op == Op::write_cache || call.op == Op::write_cache_one) {
     becomes = ways.cache_in_history;
   }
-  if (becomes == Known::no) return;
+  if (done && !unusual_time(ground_, time)) taken_.insert(call.op);
   Cell &cell = point->history[time];
   store(cell, call, row, done, now);
-  // It may come at any time, over what was written meanwhile.
-  if (becomes == Known::unknown) cell.rows.lose();
+  // Where it does not become history now, it may do so later, or touch what is written at its time.
+  if (becomes != Known::yes) cell.rows.lose();
 }
 
 void Model::store(Cell &cell, const Call &call, const Row &row, bool done, int64_t now) {
