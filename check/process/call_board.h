@@ -13,7 +13,7 @@ namespace kelpcheck {
 // One per child, in a Shared: the child writes through Calls (probe/calls.h), the other side reads.
 struct CallBoard {
   std::atomic<int32_t> operation;  // of the call that runs or ran last
-  std::atomic<int64_t> started;    // now_ns() at its begin, 0 while no call runs
+  std::atomic<int64_t> started;    // now_ns() when it began, 0 while no call runs
   Figures figures;                 // may be read while the child runs, a call's parts in any order
 
   // Of a new child that goes on with the figures of an earlier one.

@@ -147,7 +147,7 @@ class Chart {
     return content;
   }
 
-  // Where the time is written: at the begin of every sixth of the line.
+  // Where the time is written: at the start of every sixth of the line.
   std::string times() const {
     constexpr int parts = 6;
     std::string content;

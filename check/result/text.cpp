@@ -16,7 +16,7 @@ std::string formatted(const char *format, Arguments... arguments) {
   return buffer;
 }
 
-// The length of the UTF-8 character at the begin of these bytes, 0 if there is none.
+// The length of the UTF-8 character at the start of these bytes, 0 if there is none.
 size_t character_length(std::string_view bytes) {
   const auto lead = static_cast<unsigned char>(bytes[0]);
   const size_t length = lead < 0x80   ? 1

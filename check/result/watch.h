@@ -94,7 +94,7 @@ struct WatchReport {
   std::vector<std::string> reasons;  // why it is not passed, the weightiest first
   std::vector<std::string> remarks;  // what else the reader of the verdict has to know
   int interrupted = 0;               // the signal that ended the verification
-  bool no_connection = false;        // at the begin
+  bool no_connection = false;        // at the start
 
   int64_t first_time = 0, every = 1;  // of the steps; the time is 0 if none was begun
   int64_t steps_in_all = 0;           // of the grid, from the first to the last that is known

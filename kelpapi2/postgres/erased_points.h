@@ -14,7 +14,7 @@ constexpr const char *kNoteErasedPoint =
     " WHERE NOT EXISTS (SELECT 1 FROM kelp.object WHERE id = $1) ON CONFLICT (id) DO NOTHING";
 
 // Removes what deleted points have left: at least one piece, and more for about this long. Does not
-// fail: what it does not get to is noted still.
+// fail: what it does not reach stays noted.
 void remove_leftovers(Session &session, Clock::duration time) noexcept;
 
 }  // namespace kelp::postgres

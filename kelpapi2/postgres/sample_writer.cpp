@@ -1,6 +1,6 @@
 // Samples are inserted plainly, at two thirds of what an insert costs that may also replace. One
-// that meets a sample of the same time is done again as such, and so are the next ones: who writes
-// a time twice is likely to go on with it.
+// that meets a sample of the same time is done again as such, and so are the next ones: a program
+// that overwrites once usually goes on.
 #include "postgres/sample_writer.h"
 
 #include <algorithm>

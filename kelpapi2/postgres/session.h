@@ -1,6 +1,7 @@
 // A session at a PostgreSQL server on which nothing can hang: everything is sent and awaited
 // asynchronously, and a server that stays silent for longer than the bound is given up. libpq's
-// own blocking calls, its keepalives and its cancel requests do not bound a frozen server.
+// own blocking calls, its keepalives and its cancel requests do not limit how long a frozen server
+// blocks us.
 #pragma once
 
 #include <initializer_list>

@@ -21,7 +21,7 @@ int64_t count_deleted_points(Database &database);
 bool erase_some(Database &database, Samples &samples);
 
 // Goes on for a while, in transactions of its own. Waits for nobody and does not fail: what it does
-// not get to is noted still.
+// not reach stays noted.
 void erase_more(Database &database, Samples &samples) noexcept;
 
 }  // namespace kelp::sqlite

@@ -4,8 +4,8 @@
 //
 // The blocks of a bucket are numbered in the order of their writing; those that wait to be merged
 // are its backlog. Once all are merged the numbers begin at 0 again, and the rows that the blocks
-// had in the file are written over: a block that keeps its place costs one page, one that comes and
-// goes costs several. Where only the oldest of many were merged their rows are removed.
+// had in the file are written over: a block that keeps its place costs one page, deleting and
+// inserting it costs several. Where only the oldest of many were merged their rows are removed.
 #pragma once
 
 #include <array>
