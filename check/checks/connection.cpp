@@ -141,6 +141,12 @@ void unknown(Bed &bed) {
   expect(evidence, "kelp2_write_snap", bed.session->write_snap(ids, time, rows));
   expect(evidence, "kelp2_write_value", bed.session->write_value(ids, time + 1, rows));
   expect(evidence, "kelp2_write_cache", bed.session->write_cache(ids, rows));
+  // Those beside it have been done.
+  const std::vector<size_t> beside{0, bed.points() - 1};
+  expect_readings(bed, [&] { return bed.session->snap(bed.who(true, beside), time); }, beside,
+                  {window, 0, time, false});
+  expect_readings(bed, [&] { return bed.session->values(bed.who(true, beside)); }, beside,
+                  {window, 0, time + 1, true});
   for (const Who &who : {Who(ids), Who(names)}) {
     const std::string by = std::holds_alternative<Ids>(who) ? "_byid" : "_byname";
     settle_equal(bed, [&](Evidence &e) {

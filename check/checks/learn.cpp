@@ -94,13 +94,24 @@ void range_end(Bed &bed) {
   empty_result(bed);
 }
 
+// A point and a time may occur more than once in a call; in another call they may be refused.
+void read_refused(Bed &bed, Question question, const std::string &where,
+                  const std::string &refusal) {
+  if (entry_of(question).all().has(Answer::refused)) {
+    bed.c.read(question, Answer::refused, where, refusal);
+    return;
+  }
+  bed.c.evidence.that(
+      false, [&] { return where + ", in one call with the first"; }, "taken", refusal);
+}
+
 // What of two values of one time there is once a later write is readable: then the second one is
 // readable too, or never will be.
 void read_second(Bed &bed, Ground &ground, size_t point, Question question, int32_t time,
                  const Sample &first, const Sample &second, const std::string &refusal) {
   const std::string where = text("second value of ", bed.names[point], " at ", clock_text(time));
   if (!refusal.empty()) {
-    bed.c.read(question, Answer::refused, where, refusal);
+    read_refused(bed, question, where, refusal);
     return;
   }
   ground.history(kMarker, {{time, 3, 0.25}});
@@ -137,7 +148,7 @@ void read_newer(Bed &bed, Question question, size_t point, const Sample &first,
                 const Sample &second, const std::string &refusal) {
   const std::string where = "current value of " + bed.names[point];
   if (!refusal.empty()) {
-    bed.c.read(question, Answer::refused, where, refusal);
+    read_refused(bed, question, where, refusal);
     return;
   }
   Alternative have;
@@ -318,10 +329,12 @@ void second_snapshot(Bed &bed) {
     Answers seen;
     if (is(read, first)) seen = Answers{Answer::ignored, Answer::both};
     if (is(read, second)) seen = Answers{Answer::replaces, Answer::both};
-    if (!refusal.empty()) seen = Answer::refused;
-    bed.c.read(question, seen, "second snapshot of " + bed.names[where],
-               refusal.empty() ? show(read) : refusal);
-    if (seen.has(Answer::refused)) return;
+    const std::string place = "second snapshot of " + bed.names[where];
+    if (!refusal.empty()) {
+      read_refused(bed, question, place, refusal);
+      return;
+    }
+    bed.c.read(question, seen, place, show(read));
     if (!bed.c.habits.is(Question::snapshot_in_history, Answer::yes)) return;
     const size_t rows = read_rows(bed, bed.ids[where], time - 1, time + 1).size();
     bed.c.read(question,

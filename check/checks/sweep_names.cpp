@@ -196,6 +196,18 @@ void near_names(Bed &bed) {
   ground.current({0}, now, {{0, 1, 1.5}});
   ground.history(0, {{bed.c.begin, 2, 2.5}});
   ground.snapshot({0}, now, {{0, 1, 1.5}});
+  const Sample row{bed.c.begin + 5, 3, 3.5};
+  Columns rows;
+  rows.add(row);
+  for (const std::string &name : wrong) {
+    if (name.ends_with(" ") || name.starts_with(" ")) continue;
+    int32_t error = -1;
+    refusal_of([&] { error = bed.session->write_history(name, rows)[0]; });
+    bed.c.evidence.that(
+        error != 0, [&] { return "history written to " + show(name); }, "an entry other than 0",
+        "0");
+  }
+  ground.expect_everything(0);
   settle_equal(bed, [&](Evidence &e) {
     absent(e, "object", bed.session->objects(asked).errors);
     absent(e, "value", bed.session->values(asked).errors);

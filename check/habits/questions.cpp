@@ -17,6 +17,9 @@ const Known kSecond = {{A::replaces, "replaces the first"},
                        {A::refused, "is refused"}};
 const Known kNewer = {
     {A::replaces, "replaces it"}, {A::ignored, "is ignored"}, {A::refused, "is refused"}};
+const Known kSecondInCall = {{A::replaces, "replaces the first"},
+                             {A::ignored, "is ignored, the first stays"},
+                             {A::both, "is kept beside the first"}};
 const Known kTaken = {{A::taken, "taken"}, {A::refused, "refused"}, {A::some, "taken in part"}};
 const Known kKept = {{A::kept, "kept"}, {A::changed, "changed"}, {A::refused, "refused"}};
 const Known kRounded = {{A::kept, "kept"}, {A::rounded, "rounded"}, {A::refused, "refused"}};
@@ -53,13 +56,13 @@ std::vector<QuestionEntry> values_and_times() {
        {{A::outside, "outside it"}, {A::inside, "inside it"}}},
       {Q::second_value, "history.second", "A second value at the same time", true, kSecond},
       {Q::second_in_call, "history.second_in_call", "A second value at the same time in one call",
-       true, kSecond},
+       true, kSecondInCall},
       {Q::older_current, "current.older", "A current value older than the one there is", true,
        kNewer},
       {Q::equal_current, "current.equal", "A current value of the same time as the one there is",
        true, kNewer},
       {Q::second_current_in_call, "current.second_in_call",
-       "A second current value of a point in one call", true, kNewer},
+       "A second current value of a point in one call", true, kSecondInCall},
       {Q::current_in_history, "current.history", "Current values are", true, kInHistory},
       {Q::snapshot_in_history, "snapshot.history", "Snapshots are", true, kInHistory},
       {Q::snapshot_sets_current,
@@ -69,7 +72,7 @@ std::vector<QuestionEntry> values_and_times() {
        {{A::never, "never"}, {A::if_newer, "if it is newer"}, {A::always, "always"}}},
       {Q::second_snapshot, "snapshot.second", "A second snapshot at the same time", true, kSecond},
       {Q::second_snapshot_in_call, "snapshot.second_in_call",
-       "A second snapshot of a point in one call", true, kSecond},
+       "A second snapshot of a point in one call", true, kSecondInCall},
       {Q::snapshot_between,
        "snapshot.between",
        "Between two values a snapshot has",
