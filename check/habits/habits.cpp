@@ -10,29 +10,30 @@ std::optional<Clash> Habits::read(Question question, Answers allowed,
                                   const Observation &observation) {
   const size_t i = index(question);
   const QuestionEntry &entry = entry_of(question);
-  const Answers rest = left_[i] & allowed;
-  const bool was_unlisted = last_[i] && !unknown_[i].empty();
+  const Answers listed = allowed & entry.all(), rest = left_[i] & allowed;
+  const bool was_unlisted = !unknown_[i].empty();
+  const bool says_nothing = entry.constant ? listed == entry.all() : listed.empty();
+  if (says_nothing) {
+    if (!last_[i]) last_[i] = observation;
+    return {};
+  }
+  if (!entry.constant) {  // it may change: all that were read are shown
+    left_[i] = last_[i] ? left_[i] | listed : listed;
+    last_[i] = observation;
+    return {};
+  }
   if (!rest.empty() && !was_unlisted) {
-    unknown_[i].clear();
-    if (!last_[i] || rest.bits() != left_[i].bits()) last_[i] = observation;
+    if (!last_[i] || rest != left_[i]) last_[i] = observation;
     left_[i] = rest;
     return {};
   }
-  if (!entry.constant) {  // it may change: both are shown
-    left_[i] = left_[i] | (allowed & entry.all());
-    return {};
-  }
-  const bool unlisted = (allowed & entry.all()).empty();
-  if (unlisted && (!last_[i] || (was_unlisted && last_[i]->got == observation.got))) {
+  const bool same = was_unlisted ? last_[i]->got == observation.got : left_[i] == entry.all();
+  if (listed.empty() && same) {
     last_[i] = observation;
     unknown_[i] = observation.got;
     return {};
   }
   return Clash{*last_[i], observation, was_unlisted ? last_[i]->got : entry.text_of(left_[i])};
-}
-
-void Habits::cannot_know(Question question, const std::string &why) {
-  if (!asked(question)) unknown_[index(question)] = why;
 }
 
 void Habits::promise(Question question, Answer answer, const std::string &source) {

@@ -33,15 +33,15 @@ class Habits {
   bool is(Question question, Answer answer) const { return left(question) == Answers(answer); }
   // Whether something was read that bears on it.
   bool asked(Question question) const { return last_[index(question)].has_value(); }
-  // Why it is unknown: it could not be observed, or gave an answer that is not in the list. Empty
-  // where it is known or has not been asked.
+  // The answer that it gave, where that is not in the list. Empty where it is known or has not been
+  // asked.
   const std::string &unknown(Question question) const { return unknown_[index(question)]; }
 
   // Strikes out the answers that a reading does not allow. Where that leaves none, nothing changes
   // and the clash is returned. A reading that allows no listed answer at all makes a question
-  // unknown that was not asked before, or whose reading was the same.
+  // unknown of which nothing was struck out before, or whose reading was the same. Of a question
+  // that is never compared all answers stay that were read.
   std::optional<Clash> read(Question question, Answers allowed, const Observation &observation);
-  void cannot_know(Question question, const std::string &why);
 
   // A promise from the start, as --expect makes one: what clashes with it names `source`.
   void promise(Question question, Answer answer, const std::string &source);

@@ -99,22 +99,23 @@ std::vector<int32_t> Ledger::times(int64_t begin, int64_t end) const {
 
 Alternatives Ledger::after(const Habits &habits, const Moment &moment, size_t writes) {
   Alternatives states{{}};
+  const Write *before = nullptr;  // the last one that may be there
   for (size_t i = 0; i < writes; ++i) {
     const Write &write = moment.writes[i];
     const Answers kept = kept_in_history(habits, write.way);
+    if (kept == Answers(Answer::no)) continue;
     const bool surely = kept == Answers(Answer::yes) && !write.doubtful;
-    const bool never = kept == Answers(Answer::no);
+    Answers fate;
+    if (before) fate = second(habits, before->way, write.way, before->call == write.call) & kAny;
+    if (fate.empty()) fate = kAny;
+    before = &write;
     Alternatives next;
     for (const Alternative &state : states) {
-      if (!surely || never) add_once(next, state);
-      if (never) continue;
+      if (!surely) add_once(next, state);
       if (state.empty()) {
         add_once(next, {write.sample});
         continue;
       }
-      const Write &before = moment.writes[i - 1];
-      Answers fate = second(habits, before.way, write.way, before.call == write.call) & kAny;
-      if (fate.empty()) fate = kAny;
       Alternative beside = state;
       beside.push_back(write.sample);
       if (fate.has(Answer::replaces)) add_once(next, {write.sample});

@@ -39,10 +39,12 @@ bool CheckContext::read(Question question, Answers allowed, const std::string &w
     return true;
   }
   if (evidence.differences++ == 0) {
+    const QuestionEntry &entry = entry_of(question);
+    const std::string answer = entry.text_of(allowed);
     evidence.keep(
-        text(entry_of(question).text, ": ", where),
+        text(entry.text, ": ", where),
         text(clash->expected, ", as ", clash->earlier.where, " showed (", clash->earlier.got, ")"),
-        got);
+        answer.empty() || answer == got ? got : text(answer, " (", got, ")"));
   }
   return false;
 }
