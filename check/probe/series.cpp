@@ -36,12 +36,15 @@ uint64_t Series::hash(int64_t row, uint64_t use) const {
   return x ^ (x >> 31);
 }
 
-// Every fifth is 0 or small; the others need all of their 16 bits.
+// Every fifth is 0 or small; the others need all of their 16 bits. The last two bits tell it from
+// its neighbours, whose values may be the same: DX has only two.
 int16_t Series::status(int64_t row) const {
   const uint64_t bits = hash(row, 0);
-  const auto wide = static_cast<int16_t>((bits & 0xBFFF) | 0x0100 | (bits >> 32 & 0x4000));
-  if ((bits >> 48) % 5 != 0 || row == 0) return wide;
-  return static_cast<int16_t>(static_cast<int>(bits >> 56 & 3) - 1);
+  const int turn = static_cast<int>((static_cast<uint64_t>(row) + 2 * point_ + salt_) % 4);
+  if ((bits >> 48) % 5 != 0 || row == 0) {
+    return static_cast<int16_t>((bits & 0xBFFC) | 0x0100 | (bits >> 32 & 0x4000) | turn);
+  }
+  return static_cast<int16_t>(turn == 3 ? -1 : turn);
 }
 
 double Series::value(int64_t row) const {

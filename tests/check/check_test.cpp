@@ -1,10 +1,13 @@
 // kelpcheck as its users run it: over healthy servers, where it must find nothing, in front of a
 // library that breaks one thing at a time, where it must name the right check, and interrupted.
+#include <gmock/gmock.h>
 #include <signal.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <deque>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <pugixml.hpp>
 #include <sstream>
@@ -16,6 +19,8 @@
 namespace kelptest {
 
 using nlohmann::json;
+using testing::Each;
+using testing::Gt;
 
 // The names of all checks, as the program lists them, between run.open and run.cleanup.
 Words all_checks() {
@@ -139,6 +144,21 @@ TEST(Fault, ACallThatDoesNotReturnCostsOnlyTheRestOfItsFamily) {
   EXPECT_EQ(left_in(folder.path("store")), kNothingLeft);
 }
 
+// What a run says of its data: that of each sort there was some.
+void expect_coverage(const json &report) {
+  std::map<std::string, std::string> findings;
+  for (const json &finding : report["findings"]) findings[finding["question"]] = finding["answer"];
+  int zero = 0, small = 0, wide = 0, negative = 0, below = 0, all = 0;
+  EXPECT_EQ(sscanf(findings["Of the data's statuses"].c_str(),
+                   "%d are 0, %d small, %d need 16 bits, %d are negative", &zero, &small, &wide,
+                   &negative),
+            4);
+  EXPECT_EQ(sscanf(findings["Of the data's values"].c_str(), "%d of %d are negative", &below, &all),
+            2);
+  EXPECT_THAT((std::vector{zero, small, wide, negative, below, all - below}), Each(Gt(0)));
+  EXPECT_EQ(zero + small + wide, all);
+}
+
 TEST(Report, IsCompleteInEveryFormWhateverTheNamesAre) {
   const TempFolder folder;
   const std::string host = "file:" + folder.path("store");
@@ -156,6 +176,7 @@ TEST(Report, IsCompleteInEveryFormWhateverTheNamesAre) {
   EXPECT_EQ(report["checks"].size(), selected);
   EXPECT_EQ(report["figures"].size(), 40u);
   EXPECT_EQ(report["checks"][0]["library_output"], "login with ***\n");
+  expect_coverage(report);
   pugi::xml_document junit, html;
   ASSERT_TRUE(junit.load_file(folder.path("junit").c_str()));
   const pugi::xml_node suite = junit.child("testsuites").child("testsuite");
