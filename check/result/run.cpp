@@ -77,7 +77,9 @@ std::string Run::summary() const {
     line += text(" (", checks_in_all - results.size(), " left out)");
   if (connected) line += text(", ", options.points, " points x ", options.samples, " rows");
   const size_t differing = unusual().size();
-  if (differing > 0) line += text(", ", differing, " habits unlike the bundled library's");
+  if (differing > 0)
+    line += text(", ", differing, differing == 1 ? " habit" : " habits",
+                 " unlike the bundled library's");
   return line + ", in " + duration_text(seconds * 1e9);
 }
 

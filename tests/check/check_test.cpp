@@ -199,6 +199,7 @@ TEST(Report, WrongUsageAndWhatCannotBeWrittenIsStatusTwoAndALine) {
       {{"--json", "/dev/full"}, "cannot write /dev/full: No space left on device"},
       {{"--html", folder.path("none/report")}, "No such file or directory"},
       {{"--only", "nosuch"}, "no check matches \"nosuch\""},
+      {{"--expect", folder.path("none")}, "cannot read " + folder.path("none")},
       {{"--points", "0"}, "--points"},
       {{"--prefix", "A.B"}, "--prefix"},
       {{"--password-file", folder.path("none")}, "cannot read"},

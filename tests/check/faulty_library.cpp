@@ -319,7 +319,12 @@ int32_t kelp2_write_histroy_byid(ConnectionHandle session, int32_t zero, int32_t
     *error = 0;
     return 0;
   }
-  const Rows rows("write_histroy_byid", count, nullptr, times, false, statuses, values);
+  std::vector<double> sums(values, values + count);
+  if (is("write_histroy_byid:adds")) {
+    static std::map<std::pair<int32_t, int32_t>, double> all;
+    for (int32_t i = 0; i < count; ++i) sums[i] = all[{id, times[i]}] += values[i];
+  }
+  const Rows rows("write_histroy_byid", count, nullptr, times, false, statuses, sums.data());
   return REAL(write_histroy_byid)(session, zero, id, rows.count(), rows.times(), rows.statuses(),
                                   rows.values(), error);
 }
@@ -386,6 +391,7 @@ int32_t kelp2_fetch_stat_value(ResultHandle result, StatValue *row) {
   ++fetched;
   if (is("fetch_stat_value:mean")) row->mean *= 1.0001;
   if (is("fetch_stat_value:avg")) row->avg *= 1.0001;
+  if (is("fetch_stat_value:avg of its own")) row->avg = row->max / 2 + row->min / 2;
   if (is("fetch_stat_value:flow")) row->flow *= 2;
   if (is("fetch_stat_value:stdev in turn") && fetched % 2) row->stdev *= 1.1;
   if (is("fetch_stat_value:max and min")) std::swap(row->max, row->min);
