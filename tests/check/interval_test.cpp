@@ -154,18 +154,19 @@ TEST(Grid, LaysTheIntervalsOfARange) {
   }
 }
 
-TEST(Grid, KnowsTheNeighboursOfAnInterval) {
+TEST(Grid, KnowsTheNeighboursOfAnIntervalInsideTheRangeAndBeside) {
   const std::vector<Sample> samples = {{2, 0, 1}, {7, 0, 2}, {12, 0, 3}, {30, 0, 4}};
-  const auto all = intervals_of({5, 25, 10}, samples);
-  ASSERT_EQ(all.size(), 2u);
+  const auto all = intervals_of({5, 25, 5}, samples);
+  ASSERT_EQ(all.size(), 4u);
   EXPECT_EQ(all[0].before->time, 2);
   EXPECT_FALSE(all[0].before_in_range);
-  EXPECT_EQ(all[0].samples.size(), 2u);
-  EXPECT_EQ(all[0].behind->time, 30);
-  EXPECT_FALSE(all[0].behind_in_range);
-  EXPECT_EQ(all[1].before->time, 12);
+  EXPECT_EQ(all[0].behind->time, 12);
+  EXPECT_TRUE(all[0].behind_in_range);
+  EXPECT_EQ(all[1].before->time, 7);
   EXPECT_TRUE(all[1].before_in_range);
-  EXPECT_TRUE(all[1].samples.empty());
+  EXPECT_EQ(all[1].behind->time, 30);
+  EXPECT_FALSE(all[1].behind_in_range);
+  EXPECT_TRUE(all[2].samples.empty());
 }
 
 }  // namespace kelpcheck
