@@ -16,29 +16,38 @@ std::string formatted(const char *format, Arguments... arguments) {
   return buffer;
 }
 
+// How many bytes a UTF-8 character has that begins with this one, 0 if none does.
+size_t length_by(unsigned char lead) {
+  if (lead < 0x80) return 1;
+  if (lead < 0xC2) return 0;
+  if (lead < 0xE0) return 2;
+  if (lead < 0xF0) return 3;
+  return lead < 0xF5 ? 4 : 0;
+}
+
 // The length of the UTF-8 character at the start of these bytes, 0 if there is none.
 size_t character_length(std::string_view bytes) {
   const auto lead = static_cast<unsigned char>(bytes[0]);
-  const size_t length = lead < 0x80   ? 1
-                        : lead < 0xC2 ? 0
-                        : lead < 0xE0 ? 2
-                        : lead < 0xF0 ? 3
-                        : lead < 0xF5 ? 4
-                                      : 0;
+  const size_t length = length_by(lead);
   if (length == 0 || bytes.size() < length) return 0;
   for (size_t i = 1; i < length; ++i) {
     if ((static_cast<unsigned char>(bytes[i]) & 0xC0) != 0x80) return 0;
   }
   const auto second = length > 1 ? static_cast<unsigned char>(bytes[1]) : 0x80;
   const bool overlong = (lead == 0xE0 && second < 0xA0) || (lead == 0xF0 && second < 0x90);
-  const bool outside = (lead == 0xED && second > 0x9F) || (lead == 0xF4 && second > 0x8F) ||
-                       bytes.starts_with("\xEF\xBF\xBE") || bytes.starts_with("\xEF\xBF\xBF");
-  return overlong || outside ? 0 : length;
+  const bool outside = (lead == 0xED && second > 0x9F) || (lead == 0xF4 && second > 0x8F);
+  const bool no_character = bytes.starts_with("\xEF\xBF\xBE") || bytes.starts_with("\xEF\xBF\xBF");
+  return overlong || outside || no_character ? 0 : length;
 }
 
 }  // namespace
 
 void append(std::string &to, double part) { to += formatted("%g", part); }
+
+void append_item(std::string &list, std::string_view item, std::string_view separator) {
+  if (!list.empty()) list += separator;
+  list += item;
+}
 
 std::vector<std::string> lines_of(const std::string &text) {
   std::vector<std::string> lines;

@@ -25,6 +25,9 @@ std::string text(const Parts &...parts) {
   return joined;
 }
 
+// Appends to a list in words: "a, b".
+void append_item(std::string &list, std::string_view item, std::string_view separator = ", ");
+
 std::vector<std::string> lines_of(const std::string &text);
 
 // A value as evidence shows it: numbers with all their digits, texts in quotes.
