@@ -28,10 +28,10 @@ struct Plan {
 // About eight outages, each as likely to last seconds as an hour.
 Plan make_plan(const std::string &host, int64_t points, int64_t steps, bool lossy) {
   Plan plan;
-  plan.head.host = host;
-  plan.head.database = "W3";
-  plan.head.prefix = "KELPWATCH";
-  plan.head.route = "NULL";
+  plan.head.server.host = host;
+  plan.head.server.database = "W3";
+  plan.head.server.prefix = "KELPWATCH";
+  plan.head.server.route = "NULL";
   plan.head.program_version = "invented";
   plan.head.points = points;
   plan.head.seed = 7;
@@ -80,7 +80,7 @@ void write_journal(const Plan &plan, const std::string &path) {
 void write_rows(const Plan &plan, const ServerOptions &server, CallBoard &board) {
   Context context(server, board);
   const Session session(context);
-  const WatchNames names(plan.head.database, plan.head.prefix, plan.head.points);
+  const WatchNames names(plan.head.server.database, plan.head.server.prefix, plan.head.points);
   for (int64_t point = 0; point < plan.head.points; ++point) {
     Columns rows;
     const int32_t id = session.ids(Names{names.full_point(point)})[0];
@@ -108,8 +108,8 @@ int main(int argc, char **argv) {
   const bool lossy = argc > 5 && std::strcmp(argv[5], "lossy") == 0;
   const Plan plan = make_plan(argv[1], std::atoll(argv[2]), std::atoll(argv[3]), lossy);
   ServerOptions server;
-  server.host = plan.head.host;
-  server.prefix = plan.head.prefix;
+  server.host = plan.head.server.host;
+  server.prefix = plan.head.server.prefix;
   server.option = 8;
   static CallBoard board;
   Servant servant(server, plan.head, board);

@@ -88,7 +88,7 @@ std::string watch_html(const WatchReport &report) {
   const PageHead head{watched ? "Watch of a historian" : "Verification of a watch of a historian",
                       name_of(report.verdict),
                       report.verdict == WatchVerdict::passed,
-                      report.host,
+                      report.server.host,
                       words.summary(),
                       words.facts()};
   return page_begin(head) + numbers(report, words) + strip(report, words) + tables(report, words) +

@@ -76,11 +76,12 @@ ordered_json oddities_of(const std::vector<Oddity> &oddities) {
 }
 
 ordered_json options_of(const WatchReport &report) {
-  return {{"host", report.host},     {"port", report.port},         {"user", report.user},
-          {"option", report.option}, {"route", report.route},       {"size", report.size},
-          {"prefix", report.prefix}, {"database", report.database}, {"points", report.points},
-          {"every", report.every},   {"settle", report.settle},     {"timeout", report.timeout},
-          {"share", report.share},   {"journal", report.journal}};
+  const Server &s = report.server;
+  return {{"host", s.host},        {"port", s.port},           {"user", s.user},
+          {"option", s.option},    {"route", s.route},         {"size", s.size},
+          {"prefix", s.prefix},    {"database", s.database},   {"points", report.points},
+          {"every", report.every}, {"settle", report.settle},  {"timeout", report.timeout},
+          {"share", report.share}, {"journal", report.journal}};
 }
 
 }  // namespace
@@ -96,7 +97,9 @@ std::string watch_json(const WatchReport &report) {
                    {"summary", WatchWords(report).summary()},
                    {"reasons", report.reasons},
                    {"remarks", report.remarks},
-                   {"library", report.library},
+                   {"library", report.library.path},
+                   {"library_size", report.library.size},
+                   {"library_sha256", report.library.sha256},
                    {"machine", report.machine},
                    {"started", iso_text(static_cast<double>(report.started))},
                    {"seconds", report.seconds},

@@ -20,7 +20,7 @@ std::string code_words(const std::string &code) {
 
 std::string join(const std::vector<std::string> &words) {
   std::string all;
-  for (const std::string &word : words) all += (all.empty() ? "" : ", ") + word;
+  for (const std::string &word : words) append_item(all, word);
   return all;
 }
 
@@ -31,11 +31,12 @@ std::string counted(int64_t count, const std::string &what) {
 }
 
 std::string span_text(double seconds) {
-  if (seconds < 60) return duration_text(seconds * 1e9);
+  constexpr int64_t minute = 60, hour = 60 * minute, day = 24 * hour;
+  if (seconds < minute) return duration_text(seconds * 1e9);
   const auto whole = static_cast<int64_t>(std::llround(seconds));
-  if (whole < 3600) return text(whole / 60, " min ", whole % 60, " s");
-  if (whole < 86400) return text(whole / 3600, " h ", whole / 60 % 60, " min");
-  return text(whole / 86400, " d ", whole / 3600 % 24, " h");
+  if (whole < hour) return text(whole / minute, " min ", whole % minute, " s");
+  if (whole < day) return text(whole / hour, " h ", whole % hour / minute, " min");
+  return text(whole / day, " d ", whole % day / hour, " h");
 }
 
 WatchWords::WatchWords(const WatchReport &report) : report_(report) {
@@ -62,21 +63,27 @@ std::string WatchWords::summary() const {
 
 std::string WatchWords::steps() const {
   const StepCounts &steps = report_.steps;
-  std::string words = counted(steps.acknowledged, "step") + " acknowledged, " +
-                      with_thousands(steps.failed) + " failed, " + with_thousands(steps.unknown) +
-                      " unknown, " + with_thousands(steps.skipped) + " skipped";
-  if (steps.not_watched > 0) words += ", " + with_thousands(steps.not_watched) + " not watched";
+  std::string words = counted(steps.acknowledged, "step") + " acknowledged";
+  const auto add = [&](int64_t count, const char *what) {
+    append_item(words, with_thousands(count) + " " + what);
+  };
+  add(steps.failed, "failed");
+  add(steps.unknown, "unknown");
+  add(steps.skipped, "skipped");
+  if (steps.not_watched > 0) add(steps.not_watched, "not watched");
   return words;
 }
 
 std::string WatchWords::samples() const {
   const Samples &samples = report_.samples;
   if (!report_.verified && samples.acknowledged == 0) return "not read";
-  return counted(samples.acknowledged, "value") +
-         " acknowledged: " + with_thousands(samples.present) + " present, " +
-         with_thousands(samples.changed) + " changed, " + with_thousands(samples.lost) + " lost; " +
-         with_thousands(samples.recovered) + " recovered, " + with_thousands(samples.foreign) +
-         " foreign" + (report_.verified ? "" : "; not read to the end");
+  const std::string acknowledged =
+      text(counted(samples.acknowledged, "value"),
+           " acknowledged: ", with_thousands(samples.present), " present, ",
+           with_thousands(samples.changed), " changed, ", with_thousands(samples.lost), " lost; ");
+  const std::string others = text(with_thousands(samples.recovered), " recovered, ",
+                                  with_thousands(samples.foreign), " foreign");
+  return acknowledged + others + (report_.verified ? "" : "; not read to the end");
 }
 
 std::string WatchWords::reader() const {
@@ -119,8 +126,9 @@ std::string WatchWords::points(const Ranges &points) const {
       parts.push_back("...");
       break;
     }
-    parts.push_back(part.size() == 1 ? name(part.first)
-                                     : name(part.first) + " to " + name(part.last));
+    std::string words = name(part.first);
+    if (part.size() > 1) words += " to " + name(part.last);
+    parts.push_back(words);
   }
   return counted(count, "point") + " (" + join(parts) + ")";
 }
@@ -146,13 +154,11 @@ std::string WatchWords::oddity(const Oddity &odd) const {
 }
 
 std::vector<std::pair<std::string, std::string>> WatchWords::facts() const {
-  const bool file = report_.host.starts_with("file:");
-  const std::string server =
-      file ? report_.host : text(report_.host, ", port ", report_.port, ", user ", report_.user);
+  const Server &server = report_.server;
   std::vector<std::pair<std::string, std::string>> all{
-      {"Server", server},
+      {"Server", server.where()},
       {"Tree",
-       text(report_.database, ".", report_.prefix, "..., ", counted(report_.points, "point"))}};
+       text(server.database, ".", server.prefix, "..., ", counted(report_.points, "point"))}};
   if (report_.first_time != 0) {
     const double last =
         static_cast<double>(report_.time_of(std::max<int64_t>(report_.steps_in_all, 1) - 1));
@@ -171,10 +177,11 @@ std::vector<std::pair<std::string, std::string>> WatchWords::facts() const {
   }
   all.push_back({"When", text(clock_text(report_.started), " UTC, ", span_text(report_.seconds))});
   all.push_back({"From", report_.machine});
-  all.push_back({"Library", report_.library});
+  all.push_back({"Library", report_.library.path});
+  all.push_back({"Library file", report_.library.words()});
   all.push_back({"Settling", text("values have ", report_.settle, " s; a call may take ",
                                   report_.timeout, " s")});
-  if (report_.option != 0) all.push_back({"Option word", text(report_.option)});
+  if (server.option != 0) all.push_back({"Option word", text(server.option)});
   all.push_back({"Program", "kelpcheck " KELPCHECK_VERSION});
   return all;
 }

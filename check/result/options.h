@@ -8,21 +8,26 @@
 
 namespace kelpcheck {
 
-// How a session is made, and what this run may touch. Defaults are kelptest's.
-struct ServerOptions {
+// A server and what a run may touch there: all of it may stand in a record. Defaults are
+// kelptest's.
+struct Server {
   std::string host = "127.0.0.1";
   int32_t port = 8200;
   std::string user = "tov";
-  std::string password = "riverbank";
   int32_t option = 0;
   std::string route = "NULL";
   int32_t size = 100;
   std::string database = "W3";
   std::string prefix = "KELPCHECK";  // of the names of the run's own nodes
-  double timeout = 32;               // seconds of one call
 
-  // The server in words: a file, or host, port and user.
+  // In words: a file, or host, port and user.
   std::string where() const;
+};
+
+// How a session is made. The password stands in no record.
+struct ServerOptions : Server {
+  std::string password = "riverbank";
+  double timeout = 32;  // seconds of one call
 };
 
 // Files; empty for none, "-" for standard output.

@@ -10,7 +10,7 @@ std::string JudgedLibrary::words() const {
   return text(size, " bytes, SHA-256 ", sum);
 }
 
-std::string ServerOptions::where() const {
+std::string Server::where() const {
   if (host.starts_with("file:")) return host;
   return text(host, ", port ", port, ", user ", user);
 }

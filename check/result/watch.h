@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "result/judged.h"
+#include "result/options.h"
 #include "result/ranges.h"
 
 namespace kelpcheck::watch {
@@ -116,9 +118,9 @@ struct WatchReport {
   double verify_seconds = 0;
   int64_t rows_read = 0;
 
-  std::string journal, library, machine;
-  std::string host, user, database, prefix, route;
-  int32_t port = 0, option = 0, size = 0;
+  Server server;
+  JudgedLibrary library;
+  std::string journal, machine;
   double settle = 0, timeout = 0;
   int64_t started = 0;
   double seconds = 0;

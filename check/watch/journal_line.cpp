@@ -143,14 +143,14 @@ std::string to_json(const JournalHead &head) {
                             {"form_version", kJournalVersion},
                             {"program_version", head.program_version},
                             {"machine", head.machine},
-                            {"host", head.host},
-                            {"port", head.port},
-                            {"user", head.user},
-                            {"option", head.option},
-                            {"route", head.route},
-                            {"size", head.size},
-                            {"database", head.database},
-                            {"prefix", head.prefix},
+                            {"host", head.server.host},
+                            {"port", head.server.port},
+                            {"user", head.server.user},
+                            {"option", head.server.option},
+                            {"route", head.server.route},
+                            {"size", head.server.size},
+                            {"database", head.server.database},
+                            {"prefix", head.server.prefix},
                             {"points", head.points},
                             {"seed", head.seed},
                             {"every", head.every},
@@ -169,14 +169,14 @@ JournalHead parse_head(const std::string &text) {
   JournalHead head;
   head.program_version = fields.at("program_version");
   head.machine = fields.at("machine");
-  head.host = fields.at("host");
-  head.port = fields.at("port");
-  head.user = fields.at("user");
-  head.option = fields.at("option");
-  head.route = fields.at("route");
-  head.size = fields.at("size");
-  head.database = fields.at("database");
-  head.prefix = fields.at("prefix");
+  head.server.host = fields.at("host");
+  head.server.port = fields.at("port");
+  head.server.user = fields.at("user");
+  head.server.option = fields.at("option");
+  head.server.route = fields.at("route");
+  head.server.size = fields.at("size");
+  head.server.database = fields.at("database");
+  head.server.prefix = fields.at("prefix");
   head.points = fields.at("points");
   head.seed = fields.at("seed");
   head.every = fields.at("every");

@@ -4,16 +4,16 @@
 #include <string>
 #include <variant>
 
+#include "result/options.h"
 #include "result/watch.h"
 
 namespace kelpcheck::watch {
 
 inline constexpr int kJournalVersion = 1;
 
-// The password is never among these.
 struct JournalHead {
-  std::string host, user, route, database, prefix, machine, program_version;
-  int32_t port = 0, option = 0, size = 0;
+  Server server;
+  std::string machine, program_version;
   int64_t points = 0;
   uint64_t seed = 0;
   int64_t every = 1;  // seconds

@@ -20,18 +20,18 @@ void note_given(CLI::App &app, GivenOptions &given) {
   }
 }
 
-void adopt_server(const GivenOptions &given, const JournalHead &head, ServerOptions &server) {
+void adopt_server(const GivenOptions &given, const Server &before, ServerOptions &server) {
   const auto adopt = [&](const char *option, auto &ours, const auto &its) {
     if (!given.contains(option)) ours = its;
   };
-  adopt("--host", server.host, head.host);
-  adopt("--port", server.port, head.port);
-  adopt("--user", server.user, head.user);
-  adopt("--option", server.option, head.option);
-  adopt("--route", server.route, head.route);
-  adopt("--size", server.size, head.size);
-  adopt("--database", server.database, head.database);
-  adopt("--prefix", server.prefix, head.prefix);
+  adopt("--host", server.host, before.host);
+  adopt("--port", server.port, before.port);
+  adopt("--user", server.user, before.user);
+  adopt("--option", server.option, before.option);
+  adopt("--route", server.route, before.route);
+  adopt("--size", server.size, before.size);
+  adopt("--database", server.database, before.database);
+  adopt("--prefix", server.prefix, before.prefix);
 }
 
 }  // namespace kelpcheck::watch

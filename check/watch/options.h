@@ -7,7 +7,6 @@
 #include <string>
 
 #include "result/options.h"
-#include "watch/journal_line.h"
 
 namespace CLI {
 class App;
@@ -43,6 +42,6 @@ using GivenOptions = std::set<std::string>;
 // Has them noted while the command line is read.
 void note_given(CLI::App &app, GivenOptions &given);
 // What the command line does not say of the server is as it was when the journal was begun.
-void adopt_server(const GivenOptions &given, const JournalHead &head, ServerOptions &server);
+void adopt_server(const GivenOptions &given, const Server &before, ServerOptions &server);
 
 }  // namespace kelpcheck::watch

@@ -24,9 +24,8 @@ WatchReader::WatchReader(const JournalHead &head, const Grid &grid, const TimeBa
       link_(link),
       recorder_(recorder),
       judge_(grid, head.seed, head.settle,
-             [names = WatchNames(head.database, head.prefix, head.points)](int64_t point) {
-               return names.full_point(point);
-             }) {}
+             [names = WatchNames(head.server.database, head.server.prefix, head.points)](
+                 int64_t point) { return names.full_point(point); }) {}
 
 void WatchReader::acknowledged(int64_t step, double at) {
   judge_.acknowledged(step, at);

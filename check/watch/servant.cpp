@@ -18,7 +18,9 @@ std::string code_of(const CallFailed &error) {
 }  // namespace
 
 Servant::Servant(const ServerOptions &server, const JournalHead &head, CallBoard &board)
-    : context_(server, board), head_(head), names_(head.database, head.prefix, head.points) {}
+    : context_(server, board),
+      head_(head),
+      names_(head.server.database, head.server.prefix, head.points) {}
 
 Reply Servant::answer(const Request &request) {
   if (request.what != Request::connect && !session_) {
@@ -138,7 +140,8 @@ void Servant::look(Reply &reply) {
     if (!mine) reply.points.add(names_.points_of(static_cast<int64_t>(node)));
   }
   const bool foreign = missing + ours < names_.nodes();
-  reply.tree = foreign ? TreeState::foreign : ours == 0 ? TreeState::missing : TreeState::ours;
+  reply.tree = ours == 0 ? TreeState::missing : TreeState::ours;
+  if (foreign) reply.tree = TreeState::foreign;
   if (reply.tree != TreeState::ours) return;
   look_up();
   reply.points = missing_;
@@ -200,7 +203,7 @@ void Servant::make_nodes() {
     set(made[made.size() - 1], KELP2_FIELD_DESCRIPTION, watch_mark(head_.seed, 0));
     some.push_back(made[made.size() - 1].handle);
   }
-  apply(Insert, head_.database, some);
+  apply(Insert, head_.server.database, some);
 }
 
 void Servant::make_points(int64_t node) {
@@ -226,7 +229,7 @@ void Servant::mark(int64_t first) {
       set(nodes[i], KELP2_FIELD_DESCRIPTION, watch_mark(head_.seed, first));
       some.push_back(nodes[i].handle);
     }
-    apply(Update, head_.database, some);
+    apply(Update, head_.server.database, some);
   });
 }
 
@@ -344,7 +347,7 @@ void Servant::remove() {
     if (seed_of_mark(found[static_cast<size_t>(node)]) != head_.seed) continue;
     remove_points(node);
     Objects itself = session_->objects(Names{names_.full_node(node)});
-    apply(Delete, head_.database, {itself[0].handle});
+    apply(Delete, head_.server.database, {itself[0].handle});
   }
   points_.clear();
   ids_.clear();

@@ -192,7 +192,7 @@ void Verification::count(const Slice &slice, const Reply &reply, const Sorted &s
   // Rows of steps that were never called look right, and belong to nobody all the same.
   if (odd && reply.observation.examples.empty() && oddities_.size() < kMostOddities) {
     const int64_t point = slice.points.parts()[0].first;
-    const WatchNames names(task_.head.database, task_.head.prefix, task_.head.points);
+    const WatchNames names(task_.head.server.database, task_.head.server.prefix, task_.head.points);
     oddities_.push_back({names.full_point(point), slice.begin, "no rows of steps not written",
                          text(sorted.samples.foreign, " of them")});
   }

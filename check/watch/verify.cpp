@@ -29,18 +29,6 @@ Span judged_steps(const Steps &steps, const Grid &grid, const std::optional<int6
   return judged;
 }
 
-void tell_server(WatchReport &report, const ServerOptions &server) {
-  report.host = server.host;
-  report.port = server.port;
-  report.user = server.user;
-  report.option = server.option;
-  report.route = server.route;
-  report.size = server.size;
-  report.database = server.database;
-  report.prefix = server.prefix;
-  report.timeout = server.timeout;
-}
-
 bool wants_colours(bool on_terminal) {
   const char *no_colour = std::getenv("NO_COLOR");
   const char *terminal = std::getenv("TERM");
@@ -71,9 +59,10 @@ WatchReport verify_journal(const std::string &mode, const VerifyOptions &options
   report.mode = mode;
   report.started = std::time(nullptr);
   report.machine = machine_name();
-  report.library = library_path();
+  report.library = judged_library();
   report.journal = options.journal;
-  tell_server(report, options.server);
+  report.server = options.server;
+  report.timeout = options.server.timeout;
   tell_story(report, journal.head, story);
 
   VerifyTask task;

@@ -94,7 +94,7 @@ int VerifyCommand::run() {
   JournalRead journal;
   auto lock = read(journal);
   if (!o_.remove) lock.reset();
-  adopt_server(given_, journal.head, o_.server);
+  adopt_server(given_, journal.head.server, o_.server);
   std::ostream &out = o_.reports.on_stdout() ? std::cerr : std::cout;
   Screen screen(out, o_.reports.quiet);
   Signals signals;

@@ -71,26 +71,20 @@ void WatchCommand::add_options(CLI::App &app) {
 
 JournalHead WatchCommand::new_head() const {
   JournalHead head;
-  const ServerOptions &server = o_.server;
-  head.host = server.host;
+  head.server = o_.server;
+  std::string &host = head.server.host;
   const std::string file = "file:";
-  if (head.host.starts_with(file)) {
-    head.host = file + std::filesystem::absolute(head.host.substr(file.size())).string();
+  if (host.starts_with(file)) {
+    host = file + std::filesystem::absolute(host.substr(file.size())).string();
   }
-  head.user = server.user;
-  head.route = server.route;
-  head.database = server.database;
-  head.prefix = server.prefix;
   head.machine = machine_name();
   head.program_version = KELPCHECK_VERSION;
-  head.port = server.port;
-  head.option = server.option;
-  head.size = server.size;
   head.points = o_.points;
   head.every = o_.every;
   head.settle = o_.settle;
   std::random_device random;
-  head.seed = (uint64_t{random()} << 32 | random()) % kSeeds;
+  const uint64_t high = random(), low = random();
+  head.seed = (high << 32 | low) % kSeeds;
   return head;
 }
 
@@ -103,13 +97,11 @@ void WatchCommand::agree_with(const JournalHead &head) {
   ServerOptions &server = o_.server;
   require("--points", o_.points == head.points, std::to_string(head.points));
   require("--every", o_.every == head.every, std::to_string(head.every));
-  require("--prefix", server.prefix == head.prefix, head.prefix);
-  require("--database", server.database == head.database, head.database);
+  require("--prefix", server.prefix == head.server.prefix, head.server.prefix);
+  require("--database", server.database == head.server.database, head.server.database);
   o_.points = head.points;
   o_.every = head.every;
-  server.prefix = head.prefix;
-  server.database = head.database;
-  adopt_server(given_, head, server);
+  adopt_server(given_, head.server, server);
   if (!given_.contains("--settle")) o_.settle = head.settle;
 }
 

@@ -81,7 +81,8 @@ void Watcher::prepare_tree() {
   if (!going_on_ && !recorder_.record(head_)) {
     throw CannotWatch(kWrongUsage, "cannot write " + options_.journal + ": " + journal_.problem());
   }
-  screen_.note(text("making ", head_.points, " points under ", head_.database, ".", prefix, "..."));
+  screen_.note(
+      text("making ", head_.points, " points under ", head_.server.database, ".", prefix, "..."));
   const Link::Event made = wait_for(writing_, {Request::make, 0, 0, {}, 0, 0});
   if (!made.reply.done) {
     throw CannotWatch(kWrongUsage,

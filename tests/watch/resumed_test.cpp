@@ -2,6 +2,8 @@
 // another tree.
 #include <signal.h>
 
+#include <filesystem>
+
 #include "fixture.h"
 
 namespace kelptest {
@@ -74,6 +76,9 @@ TEST(Verified, AfterwardsByTimeByShareAndAtLastRemoved) {
   EXPECT_GT(shared["judged_points"], 0);
   EXPECT_LT(shared["judged_points"], kPoints);
   EXPECT_EQ(shared["samples"]["acknowledged"], shared["judged_points"].get<int64_t>() * 3);
+  const std::string library = shared["library"];
+  EXPECT_EQ(library, std::filesystem::canonical(library));
+  EXPECT_EQ(shared["library_sha256"], kelptest::run({"sha256sum", library}).substr(0, 64));
   std::string said;
   EXPECT_EQ(run_status(folder.watch({"--journal", folder.path("other")}), &said), kRefused);
   EXPECT_NE(said.find("verify FILE --remove"), std::string::npos) << said;
