@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "result/text.h"
+
 namespace kelpcheck::explore {
 
 namespace {
@@ -28,9 +30,10 @@ std::string show(const Key &key) {
 
 bool Allowed::takes(const std::string &given) const {
   if (anything() || contains(good, given)) return true;
-  return within > 0 && given != kNone &&
-         std::abs(std::strtod(good[0].c_str(), nullptr) - std::strtod(given.c_str(), nullptr)) <=
-             within;
+  if (within <= 0 || given == kNone) return false;
+  const double expected = std::strtod(good[0].c_str(), nullptr);
+  const double got = std::strtod(given.c_str(), nullptr);
+  return std::abs(expected - got) <= within;
 }
 
 std::optional<Difference> compare(const Expectation &expectation, const Answer &answer) {
@@ -60,7 +63,7 @@ std::optional<Difference> compare(const Expectation &expectation, const Answer &
 
 std::string expected_text(const Difference &difference) {
   std::string text;
-  for (const std::string &one : difference.expected) text += (text.empty() ? "" : ", or ") + one;
+  for (const std::string &one : difference.expected) append_item(text, one, ", or ");
   return text;
 }
 

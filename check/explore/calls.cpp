@@ -14,17 +14,17 @@ std::string quoted(const std::string &name) { return '"' + printable(name) + '"'
 std::string shown(const Place &place, const Target &target, bool named) {
   if (named) return quoted(full_name(place, target));
   if (target.sort == Target::stranger) return text(target.id);
-  const std::string name = target.name.empty() ? place.nodes[target.node] : target.name;
-  return text(target.sort == Target::former ? "former_id(" : "id(", quoted(name), ")");
+  const bool former = target.sort == Target::former;
+  return text(former ? "former_id(" : "id(", quoted(own_name(place, target)), ")");
 }
 
 std::string shown(const Field &field) {
-  return text(field.code, " = ", field.code == "ED" ? quoted(field.text) : show(field.number));
+  const std::string value = field.code == "ED" ? quoted(field.text) : show(field.number);
+  return text(field.code, " = ", value);
 }
 
 std::string shown_object(const Place &place, const Call &call, const Entry &entry) {
-  std::string line =
-      entry.who.name.empty() ? quoted(place.nodes[entry.who.node]) : quoted(entry.who.name);
+  std::string line = quoted(own_name(place, entry.who));
   if (call.change == Insert) line += text(" ", name_of_kind(entry.kind));
   for (const Field &field : entry.fields) line += text(" ", shown(field));
   return line;
@@ -32,13 +32,14 @@ std::string shown_object(const Place &place, const Call &call, const Entry &entr
 
 std::string shown(const Place &place, const Call &call, const Entry &entry) {
   if (call.op == Op::modify_object) return shown_object(place, call, entry);
+  const bool statistics = entry.mode == HistoryStatistics;
   std::string line;
-  if (!rows_of_one(call.op)) line = shown(place, entry.who, by_name(call.op));
-  const auto add = [&](const std::string &part) { line += (line.empty() ? "" : ", ") + part; };
-  if (has_times(call.op)) add(text(entry.time));
-  if (has_values(call.op)) add(text(entry.status, ", ", show(entry.value)));
-  if (entry.mode == HistoryStatistics) add("HistoryStatistics");
-  return has_values(call.op) || entry.mode == HistoryStatistics ? "{" + line + "}" : line;
+  if (!rows_of_one(call.op)) append_item(line, shown(place, entry.who, by_name(call.op)));
+  if (has_times(call.op)) append_item(line, text(entry.time));
+  if (has_values(call.op)) append_item(line, text(entry.status, ", ", show(entry.value)));
+  if (statistics) append_item(line, "HistoryStatistics");
+  const bool several = has_values(call.op) || statistics;
+  return several ? "{" + line + "}" : line;
 }
 
 std::string shown_entries(const Place &place, const Call &call) {
@@ -51,7 +52,25 @@ std::string shown_entries(const Place &place, const Call &call) {
 }
 
 const char *name_of(ModifyOperation change) {
-  return change == Insert ? "Insert" : change == Update ? "Update" : "Delete";
+  switch (change) {
+    case Insert: return "Insert";
+    case Update: return "Update";
+    default: return "Delete";
+  }
+}
+
+// The whole argument list of an operation on values, or of one that reads points.
+std::string arguments_of(const Call &call, const Place &place) {
+  std::vector<std::string> arguments;
+  const bool writes_at_one_time = has_values(call.op) && !has_times(call.op);
+  const bool at_one_time = writes_at_one_time || reads_snapshots(call.op);
+  const bool has_entries = has_times(call.op) || at_one_time || !call.entries.empty();
+  if (rows_of_one(call.op)) arguments.push_back(shown(place, call.who, by_name(call.op)));
+  if (has_entries) arguments.push_back(shown_entries(place, call));
+  if (at_one_time) arguments.push_back(text(call.time));
+  std::string line;
+  for (const std::string &argument : arguments) append_item(line, argument);
+  return line;
 }
 
 }  // namespace
@@ -77,6 +96,8 @@ bool has_times(Op op) { return rows_of_one(op) || op == Op::write_cache; }
 
 bool has_values(Op op) { return has_times(op) || op == Op::write_value || op == Op::write_snap; }
 
+bool reads_snapshots(Op op) { return op == Op::get_snap_byid || op == Op::get_snap_byname; }
+
 bool writes(const Call &call) { return has_values(call.op) || call.op == Op::modify_object; }
 
 const char *name_of_kind(int32_t kind) {
@@ -94,15 +115,21 @@ std::string node_name(const Place &place, int node) {
   return node == kDatabase ? place.database : place.database + "." + place.nodes[node];
 }
 
+std::string own_name(const Place &place, const Target &target) {
+  return target.is_node() ? place.nodes[target.node] : target.name;
+}
+
 std::string full_name(const Place &place, const Target &target) {
-  std::string name = target.name.empty() ? "" : "." + target.name;
+  std::string name = target.is_node() ? "" : "." + target.name;
   if (target.node != kDatabase) name = place.nodes[target.node] + name;
   if (target.sort == Target::bare) return name;
-  return place.database + (target.sort == Target::elsewhere ? "NONE." : ".") + name;
+  const std::string database = place.database + (target.sort == Target::elsewhere ? "NONE" : "");
+  return database + "." + name;
 }
 
 std::string line_of(const Call &call, const Place &place) {
-  std::string line = text(kelpcheck::name_of(call.op), "(", call.session == 0 ? "" : "other, ");
+  const char *session = call.session == 0 ? "" : "other, ";
+  std::string line = text(kelpcheck::name_of(call.op), "(", session);
   switch (call.op) {
     case Op::modify_object:
       line += text(name_of(call.change), ", ", quoted(node_name(place, call.node)), ", ",
@@ -115,15 +142,7 @@ std::string line_of(const Call &call, const Place &place) {
       line +=
           text(shown_entries(place, call), ", ", call.begin, ", ", call.end, ", ", call.interval);
       break;
-    default:
-      if (rows_of_one(call.op)) line += shown(place, call.who, by_name(call.op)) + ", ";
-      if (rows_of_one(call.op) || !call.entries.empty() || has_values(call.op)) {
-        line += shown_entries(place, call);
-      }
-      if (call.op == Op::write_value || call.op == Op::write_snap || call.op == Op::get_snap_byid ||
-          call.op == Op::get_snap_byname) {
-        line += text(", ", call.time);
-      }
+    default: line += arguments_of(call, place);
   }
   return line + ")";
 }

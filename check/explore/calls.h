@@ -36,6 +36,7 @@ struct Target {
   std::string name = {};  // own name of a point, empty for the node
   int32_t id = 0;         // of a stranger
 
+  bool is_node() const { return name.empty(); }
   bool operator==(const Target &) const = default;
 };
 
@@ -84,8 +85,11 @@ bool rows_of_one(Op op);
 // Whether each entry has a time of its own, a status and a value.
 bool has_times(Op op);
 bool has_values(Op op);
+bool reads_snapshots(Op op);
 
 std::string node_name(const Place &place, int node);
+// Without its parents.
+std::string own_name(const Place &place, const Target &target);
 std::string full_name(const Place &place, const Target &target);
 
 // "AX", "KindNode"

@@ -4,6 +4,7 @@
 
 #include "explore/model.h"
 #include "explore/summary.h"
+#include "result/text.h"
 
 namespace kelpcheck::explore {
 
@@ -15,18 +16,18 @@ constexpr int32_t kAround = 30 * 86400;
 std::vector<std::string> texts_of(const std::vector<std::optional<Current>> &versions) {
   std::vector<std::string> texts;
   for (const auto &current : versions) {
-    if (current) {
-      texts.push_back(std::to_string(current->time) + " " +
-                      row_text(current->row.status, current->row.value));
-    }
+    if (!current) continue;
+    const std::string row = row_text(current->row.status, current->row.value);
+    texts.push_back(std::to_string(current->time) + " " + row);
   }
   return texts;
 }
 
 std::string text_of(const Rows &rows) {
+  if (rows.empty()) return kNone;
   std::string text;
-  for (const Row &row : rows) text += (text.empty() ? "" : ", ") + row_text(row.status, row.value);
-  return text.empty() ? kNone : text;
+  for (const Row &row : rows) append_item(text, row_text(row.status, row.value));
+  return text;
 }
 
 std::vector<std::string> texts_of(const std::vector<Rows> &versions) {
@@ -36,13 +37,28 @@ std::vector<std::string> texts_of(const std::vector<Rows> &versions) {
 }
 
 // Values have points only; what is asked of a node is anybody's guess.
-bool is_node(const Call &call, size_t i) { return call.entries[i - 1].who.name.empty(); }
+bool is_node(const Call &call, size_t i) { return call.entries[i - 1].who.is_node(); }
 
 bool may_be_empty(const Cell &cell) {
   const auto &good = cell.rows.good();
-  return good.empty() ||
-         std::any_of(good.begin(), good.end(), [](const Rows &rows) { return rows.empty(); });
+  const auto none = [](const Rows &rows) { return rows.empty(); };
+  return good.empty() || std::any_of(good.begin(), good.end(), none);
 }
+
+// Operations that look an object up, so that they may fail as a whole where it is not there.
+bool needs_objects(Op op) {
+  switch (op) {
+    case Op::modify_object:
+    case Op::get_child:
+    case Op::get_object_byid:
+    case Op::get_value_byid:
+    case Op::get_history_byid:
+    case Op::get_snap_byid: return true;
+    default: return has_values(op) || by_name(op);
+  }
+}
+
+bool must_be_done(const Allowed &entry) { return !entry.anything() && !entry.takes(kFailed); }
 
 }  // namespace
 
@@ -68,10 +84,9 @@ bool unusual_text(const std::string &text) {
 // Whether an operation on it can do anything.
 Allowed Model::existence(const Target &target, int64_t now) const {
   const Life life = world_.life(target);
-  if (life == Life::unsure || target.sort == Target::bare) {
-    if (ground_.ways.bundled && target.sort == Target::bare) return {{kFailed}};
-    return {};
-  }
+  const bool bare = target.sort == Target::bare;
+  if (bare && ground_.ways.bundled) return {{kFailed}};
+  if (bare || life == Life::unsure) return {};
   Allowed allowed{{life == Life::present ? kDone : kFailed}};
   const ModelObject *object = world_.find(target);
   allowed.unsettled = object != nullptr && now < object->changed + ground_.settle;
@@ -98,26 +113,19 @@ Expectation Model::expect(const Call &call, int64_t now) const {
 // A call may fail as a whole where none of its entries has to be done.
 void Model::expect_result(const Call &call, Expectation &all) const {
   Allowed result{{kDone}};
-  const bool any_must = std::any_of(all.begin(), all.end(), [](const auto &item) {
-    const Allowed &entry = item.second;
-    return item.first.item == kEntry && !entry.anything() && !entry.takes(kFailed);
-  });
-  const bool waits = std::any_of(all.begin(), all.end(), [](const auto &item) {
-    return item.first.item == kEntry && item.second.unsettled;
-  });
-  const bool has_entries = !call.entries.empty() || call.op == Op::get_child;
-  const bool about_objects = has_values(call.op) || call.op == Op::modify_object ||
-                             call.op == Op::get_child || by_name(call.op) ||
-                             call.op == Op::get_object_byid || call.op == Op::get_value_byid ||
-                             call.op == Op::get_history_byid || call.op == Op::get_snap_byid;
-  if (about_objects && !any_must && !(ground_.ways.bundled && !has_entries)) {
-    result.good.push_back(kFailed);
+  bool any_must = false;
+  for (const auto &[key, allowed] : all) {
+    if (key.item != kEntry) continue;
+    any_must = any_must || must_be_done(allowed);
+    result.unsettled = result.unsettled || allowed.unsettled;
   }
-  const bool no_interval = std::any_of(
-      call.entries.begin(), call.entries.end(),
-      [&](const Entry &e) { return e.mode == HistoryStatistics && call.interval <= 0; });
+  const bool has_entries = !call.entries.empty() || call.op == Op::get_child;
+  const bool may_fail = has_entries || !ground_.ways.bundled;
+  if (needs_objects(call.op) && !any_must && may_fail) result.good.push_back(kFailed);
+  const auto statistics = [](const Entry &entry) { return entry.mode == HistoryStatistics; };
+  const bool no_interval =
+      call.interval <= 0 && std::any_of(call.entries.begin(), call.entries.end(), statistics);
   if (no_interval && !ground_.ways.bundled) result.good.push_back(kFailed);
-  result.unsettled = waits;
   all[{0, kResult}] = result;
 }
 
@@ -155,10 +163,10 @@ void Model::expect_readings(const Call &call, int64_t now, Expectation &all) con
 void Model::expect_object(const Call &call, size_t i, int64_t now, Expectation &all) const {
   const Target &who = call.entries[i - 1].who;
   const ModelObject &object = *world_.find(who);
-  if (!who.name.empty()) all[{i, "PN"}] = {{who.name}};
+  if (!who.is_node()) all[{i, "PN"}] = {{who.name}};
   const bool unsettled = now < object.changed + ground_.settle;
   for (const auto &[code, versions] : object.fields) {
-    if (!ground_.ways.keeps(code, who.name.empty())) continue;
+    if (!ground_.ways.keeps(code, who.is_node())) continue;
     all[{i, code}] = {versions.good(), versions.early(call.session, now, ground_.settle),
                       unsettled};
   }
@@ -256,31 +264,36 @@ void Model::expect_history(const Call &call, size_t i, int64_t now, Expectation 
   const Entry &asked = call.entries[i - 1];
   const ModelObject &point = *world_.find(asked.who);
   Allowed &entry = all[{i, kEntry}];
-  const bool odd = call.begin >= call.end || unusual_time(ground_, call.begin) ||
-                   unusual_time(ground_, call.end);
+  const bool empty_range = call.begin >= call.end;
+  const bool odd =
+      empty_range || unusual_time(ground_, call.begin) || unusual_time(ground_, call.end);
   const Known inside = ground_.ways.end_inside;
   const bool reborn = entry.unsettled && point.lives > 1;  // its former rows may linger
   bool has_rows = false;                                   // for good
-  const bool whole = call.begin < call.end || (call.begin == call.end && inside != Known::no);
-  const auto first = point.history.lower_bound(call.begin);
+  // A range whose end comes before its begin has no rows; an empty one has those at its end.
+  const bool nothing = call.begin > call.end || (empty_range && inside == Known::no);
+  // Nothing can be asked for that ends behind the last second there is.
+  const bool last_second = call.end == INT32_MAX && !ground_.ways.bundled;
   std::map<int32_t, Cell> within;
   bool unsettled = false;
-  for (auto cell = first; whole && cell != point.history.end(); ++cell) {
-    const bool at_end = cell->first == call.end;
-    if (cell->first > call.end || (at_end && inside == Known::no)) break;
-    Allowed rows{texts_of(cell->second.rows.good()),
-                 texts_of(cell->second.rows.early(call.session, now, ground_.settle)), reborn};
-    // Nothing can be asked for that ends behind the last second there is.
-    const bool last = call.end == INT32_MAX && !ground_.ways.bundled;
-    const bool maybe = at_end && (inside == Known::unknown || last);
+  auto next = point.history.lower_bound(call.begin);
+  for (; !nothing && next != point.history.end(); ++next) {
+    const auto &[time, cell] = *next;
+    const bool at_end = time == call.end;
+    if (time > call.end || (at_end && inside == Known::no)) break;
+    const auto early = cell.rows.early(call.session, now, ground_.settle);
+    Allowed rows{texts_of(cell.rows.good()), texts_of(early), reborn};
+    const bool maybe = at_end && (inside == Known::unknown || last_second);
     if (maybe && !rows.anything()) rows.good.push_back(kNone);
-    has_rows = has_rows || !(maybe || may_be_empty(cell->second));
-    if (asked.mode == HistoryTimed) all[{i, kRow, cell->first}] = rows;
-    within.insert(*cell);
-    unsettled = unsettled || cell->second.rows.unsettled(now, ground_.settle);
+    const bool surely_there = !maybe && !may_be_empty(cell);
+    has_rows = has_rows || surely_there;
+    if (asked.mode == HistoryTimed) all[{i, kRow, time}] = rows;
+    within.insert(*next);
+    unsettled = unsettled || cell.rows.unsettled(now, ground_.settle);
   }
   const bool no_interval = asked.mode == HistoryStatistics && call.interval <= 0;
-  if (!ground_.ways.bundled && (odd || !has_rows || no_interval)) entry.good.push_back(kFailed);
+  const bool may_refuse = odd || !has_rows || no_interval;
+  if (may_refuse && !ground_.ways.bundled) entry.good.push_back(kFailed);
   if (is_node(call, i)) entry = {};
   if (asked.mode == HistoryTimed) {
     all[{i, kOtherRows}] = {{kNone}, {}, reborn};
@@ -305,10 +318,8 @@ void Model::expect_writes(const Call &call, int64_t now, Expectation &all) const
   }
   Allowed one = existence(call.who, now);
   for (const Entry &entry : call.entries) {
-    if (write_entry(call, entry, call.who, now).takes(kFailed) && !one.anything() &&
-        !one.takes(kFailed)) {
-      one.good.push_back(kFailed);
-    }
+    const bool may_refuse = write_entry(call, entry, call.who, now).takes(kFailed);
+    if (may_refuse && must_be_done(one)) one.good.push_back(kFailed);
   }
   if (call.entries.empty() && (!ground_.ways.bundled || one.takes(kFailed))) one = {};
   all[{1, kEntry}] = one;
@@ -322,19 +333,18 @@ Allowed Model::write_entry(const Call &call, const Entry &entry, const Target &w
   if (ground_.ways.bundled || allowed.anything() || !allowed.takes(kDone)) return allowed;
   const int32_t time = has_times(call.op) ? entry.time : call.time;
   const ModelObject &point = *world_.find(who);
-  bool may_refuse = unusual_time(ground_, time) || who.name.empty() || !taken_.contains(call.op);
-  for (const auto *cells : {&point.history, &point.snapshots}) {
-    may_refuse = may_refuse || cells->contains(time);
-  }
-  const bool doubled = std::count_if(call.entries.begin(), call.entries.end(), [&](const Entry &e) {
-                         return e.who == entry.who && (!has_times(call.op) || e.time == time);
-                       }) > 1;
-  may_refuse = may_refuse || doubled;
-  for (const auto &current : point.current.good()) {
-    const bool older = current && time <= current->time;
-    may_refuse = may_refuse || (call.op == Op::write_value && older);
-  }
-  if (may_refuse) allowed.good.push_back(kFailed);
+  const bool unusual = unusual_time(ground_, time) || who.is_node() || !taken_.contains(call.op);
+  const bool written = point.history.contains(time) || point.snapshots.contains(time);
+  const auto same = [&](const Entry &other) {
+    const bool same_time = !has_times(call.op) || other.time == time;
+    return other.who == entry.who && same_time;
+  };
+  const bool doubled = std::count_if(call.entries.begin(), call.entries.end(), same) > 1;
+  const auto not_older = [&](const auto &current) { return current && time <= current->time; };
+  const auto &currents = point.current.good();
+  const bool older =
+      call.op == Op::write_value && std::any_of(currents.begin(), currents.end(), not_older);
+  if (unusual || written || doubled || older) allowed.good.push_back(kFailed);
   return allowed;
 }
 
@@ -361,14 +371,15 @@ Allowed Model::change_entry(const Call &call, const Entry &entry, int64_t now) c
   if (allowed.anything()) return allowed;
   const bool there = allowed.takes(kDone);
   bool may_refuse = std::any_of(entry.fields.begin(), entry.fields.end(), [&](const Field &field) {
-    return !ground_.ways.keeps(field.code, entry.who.name.empty()) || unusual_text(field.text);
+    return !ground_.ways.keeps(field.code, entry.who.is_node()) || unusual_text(field.text);
   });
   if (call.change == Insert) {
-    const Life parent = entry.who.name.empty() ? Life::present : world_.nodes[entry.who.node].life;
+    const Life parent = entry.who.is_node() ? Life::present : world_.nodes[entry.who.node].life;
     if (parent == Life::unsure) return {};
-    allowed.good = {there || parent == Life::absent ? kFailed : kDone};
+    const bool impossible = there || parent == Life::absent;
+    allowed.good = {impossible ? kFailed : kDone};
     may_refuse = may_refuse || unusual_name(entry.who.name);
-  } else if (call.change == Delete && there && entry.who.name.empty()) {
+  } else if (call.change == Delete && there && entry.who.is_node()) {
     const auto &points = world_.points[entry.who.node];
     const bool full = std::any_of(points.begin(), points.end(), [](const auto &item) {
       return item.second.life != Life::absent;

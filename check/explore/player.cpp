@@ -51,13 +51,14 @@ std::optional<Difference> Player::perform(const Call &call) {
   model_.took(call, answer, now_ns());
   if (call.op != Op::modify_object) return {};
   for (size_t i = 1; i <= call.entries.size(); ++i) {
-    const std::string name = full_name(place_, call.entries[i - 1].who);
-    const bool there = model_.world().life(call.entries[i - 1].who) == Life::present;
+    const Target &who = call.entries[i - 1].who;
+    const std::string name = full_name(place_, who);
+    const bool there = model_.world().life(who) == Life::present;
     if (!there && ids_.contains(name)) {
       former_[name] = ids_[name];
       ids_.erase(name);
     }
-    if (!there || call.change != Insert || call.entries[i - 1].who.name.empty()) continue;
+    if (!there || call.change != Insert || who.is_node()) continue;
     if (answer.at({0, kResult}) != kDone || answer.at({i, kEntry}) != kDone) continue;
     if (auto wrong = learn_id(call, i)) return wrong;
   }
@@ -107,11 +108,13 @@ std::optional<Difference> Player::wait_for_ids(const Call &call) {
   if (by_name(call.op) && call.op != Op::write_histroy_byname) return {};
   std::vector<Target> own;
   const auto add = [&](const Target &who) {
-    const bool point = who.sort == Target::own && !who.name.empty();
+    const bool point = who.sort == Target::own && !who.is_node();
     if (point && model_.world().life(who) == Life::present) own.push_back(who);
   };
-  if (rows_of_one(call.op)) add(call.who);
-  if (!rows_of_one(call.op) && !(call.op == Op::modify_object && call.change == Insert)) {
+  const bool inserts = call.op == Op::modify_object && call.change == Insert;
+  if (rows_of_one(call.op)) {
+    add(call.who);
+  } else if (!inserts) {
     for (const Entry &entry : call.entries) add(entry.who);
   }
   if (own.empty()) return {};
@@ -132,8 +135,10 @@ std::optional<Difference> Player::learn_id(const Call &call, size_t entry) {
       continue;
     }
     const int32_t id = session(call.session).ids(Names{name})[0];
-    if (!is_there(call.session, Ids{id}) ||
-        get_text(session(call.session).objects(Ids{id})[0], "PN") != who.name) {
+    const auto name_of_id = [&] {
+      return get_text(session(call.session).objects(Ids{id})[0], "PN");
+    };
+    if (!is_there(call.session, Ids{id}) || name_of_id() != who.name) {
       if (late) return Difference{{entry, "id, looked up by name"}, {"its own"}, "another"};
       continue;
     }
@@ -141,7 +146,8 @@ std::optional<Difference> Player::learn_id(const Call &call, size_t entry) {
       if (taken == id && other != name) return Difference{{entry, "id"}, {"its own"}, other + "'s"};
     }
     ids_[name] = id;
-    if (now_ns() - start > 1'000'000'000) longest_wait_ = std::max(longest_wait_, now_ns() - start);
+    const int64_t took = now_ns() - start;
+    if (took > 1'000'000'000) longest_wait_ = std::max(longest_wait_, took);
     return {};
   }
 }
@@ -228,11 +234,9 @@ void Player::write(const Call &call, Answer &answer) {
 Objects Player::new_objects(const Call &call) {
   Objects objects(c_, 0);
   for (const Entry &entry : call.entries) {
-    const bool node = entry.who.name.empty();
+    const int32_t kind = entry.who.is_node() ? KindNode : entry.kind;
     try {
-      objects.add(session(call.session)
-                      .new_object(node ? place_.nodes[entry.who.node] : entry.who.name,
-                                  node ? KindNode : entry.kind));
+      objects.add(session(call.session).new_object(own_name(place_, entry.who), kind));
     } catch (const CallFailed &) {
       // Some names are not for every server.
       if (ground_.ways.bundled || !unusual_name(entry.who.name)) throw;
@@ -246,7 +250,7 @@ Objects Player::new_objects(const Call &call) {
 Objects Player::read_objects(const Call &call) {
   Session &s = session(call.session);
   const bool points = std::all_of(call.entries.begin(), call.entries.end(), [&](const Entry &e) {
-    return !e.who.name.empty() && model_.world().life(e.who) == Life::present;
+    return !e.who.is_node() && model_.world().life(e.who) == Life::present;
   });
   if (call.via == Via::id && points) return s.objects(ids_of(call));
   return s.objects(names_of(call));
@@ -255,7 +259,7 @@ Objects Player::read_objects(const Call &call) {
 // But those that the server keeps nothing, or some values only, of.
 void Player::set_fields(kelpcheck::Object object, const Entry &entry) {
   for (const Field &field : entry.fields) {
-    if (!ground_.ways.keeps(field.code, entry.who.name.empty())) continue;
+    if (!ground_.ways.keeps(field.code, entry.who.is_node())) continue;
     if (field.code == "IV") {
       set(object, "IV", field.number);
     } else if (field.code != "ED") {
@@ -278,10 +282,11 @@ void Player::modify(const Call &call, Answer &answer) {
   for (size_t i = 0; i < objects.size(); ++i) {
     const Entry &entry = call.entries[i];
     const bool there = call.change == Insert || objects.errors[i] == 0;
-    const std::string own = entry.who.name.empty() ? place_.nodes[entry.who.node] : entry.who.name;
-    if (there && get_text(objects[i], "PN") != own) {
-      remark_ = "nothing was changed: an object that was read has the name " +
-                get_text(objects[i], "PN") + ", not " + own;
+    const std::string own = own_name(place_, entry.who);
+    const std::string read = there ? get_text(objects[i], "PN") : own;
+    if (read != own) {
+      remark_ =
+          text("nothing was changed: an object that was read has the name ", read, ", not ", own);
       answer[{i + 1, kObjectRead}] = "another";
       return;
     }
@@ -295,15 +300,19 @@ void Player::modify(const Call &call, Answer &answer) {
   std::map<std::string, int> times;
   for (size_t i = 0; i < passed.size(); ++i) {
     const bool good = done.errors[i] == 0;
-    zeros += good ? 1 : 0;
-    times[call.entries[i].who.name] += good ? 1 : 0;
+    int &count = times[call.entries[i].who.name];
+    if (good) {
+      ++zeros;
+      ++count;
+    }
     answer[{i + 1, kEntry}] = how(good);
   }
   for (const auto &[name, count] : times) {
     answer[{0, "times that " + name + " is done"}] = std::to_string(count);
   }
-  answer[{0, "number of objects done"}] =
-      zeros == done.count ? "as the entries say" : text(done.count, ", with ", zeros, " entries 0");
+  std::string &number = answer[{0, "number of objects done"}];
+  number = "as the entries say";
+  if (zeros != done.count) number = text(done.count, ", with ", zeros, " entries 0");
 }
 
 void Player::clear() {

@@ -53,7 +53,7 @@ std::string constants(const Sequence &sequence, const Place &place, const Findin
   const ServerOptions &server = notes.server;
   std::string expected;
   for (const std::string &text : difference.expected) {
-    expected += (expected.empty() ? "" : ", ") + literal(text);
+    append_item(expected, literal(text));
   }
   const std::string call = kelpcheck::name_of(last.op);
   return text(

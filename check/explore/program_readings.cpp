@@ -32,7 +32,7 @@ std::string ProgramWriter::ask() {
 }
 
 void ProgramWriter::read_values() {
-  const bool snap = call_->op == Op::get_snap_byid || call_->op == Op::get_snap_byname;
+  const bool snap = reads_snapshots(call_->op);
   const std::string asked = ask();
   if (!snap) out("int32_t", "times", "-1");
   out("int16_t", "statuses", "-1");
@@ -44,8 +44,10 @@ void ProgramWriter::read_values() {
   saw_how("result != 0");
   if (!looks_at("value")) return;
   const size_t i = looked();
-  line("else if (errors[", i, "] == 0) saw(\"", snap ? "" : "%d ", "%d %.17g\", ",
-       snap ? "" : text("times[", i, "], "), "statuses[", i, "], values[", i, "]);");
+  const std::string format = snap ? "%d %.17g" : "%d %d %.17g";
+  const std::string time = snap ? "" : text("times[", i, "], ");
+  line("else if (errors[", i, "] == 0) saw(\"", format, "\", ", time, "statuses[", i, "], values[",
+       i, "]);");
 }
 
 void ProgramWriter::read_objects() {
@@ -67,8 +69,10 @@ void ProgramWriter::read_objects() {
     line("}");
   }
   if (is_int || looks_at("IV")) {
-    line("else if (errors[", i, "] == 0) saw(\"", is_int ? "%d" : "%.17g", "\", kelp2_object_get_",
-         is_int ? "int" : "double", "(objects[", i, "], \"", look_->item, "\"));");
+    const char *format = is_int ? "%d" : "%.17g";
+    const char *type = is_int ? "int" : "double";
+    line("else if (errors[", i, "] == 0) saw(\"", format, "\", kelp2_object_get_", type,
+         "(objects[", i, "], \"", look_->item, "\"));");
   }
   line("free_objects(", count(), ", objects);");
 }

@@ -1,6 +1,7 @@
 #include "explore/program_writer.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace kelpcheck::explore {
 
@@ -12,8 +13,9 @@ std::string literal(const std::string &bytes) {
     if (c == '"' || c == '\\') {
       literal += std::string("\\") + c;
     } else if (byte < ' ' || byte > '~' || c == '?') {
-      literal += {'\\', static_cast<char>('0' + byte / 64), static_cast<char>('0' + byte / 8 % 8),
-                  static_cast<char>('0' + byte % 8)};
+      char octal[8];
+      std::snprintf(octal, sizeof octal, "\\%03o", byte);
+      literal += octal;
     } else {
       literal += c;
     }
@@ -103,8 +105,9 @@ void ProgramWriter::write_values() {
     target = text(id(call_->who), ", ", count());
   }
   guard_former_ids();
+  const std::string time = has_times(call_->op) ? "times" : literal(call_->time);
   line("const int32_t result = ", kelpcheck::name_of(call_->op), "(", session(), ", 0, ", target,
-       ", ", has_times(call_->op) ? "times" : literal(call_->time), ", statuses, values, errors);");
+       ", ", time, ", statuses, values, errors);");
   saw_how("result != 0");
 }
 
@@ -123,11 +126,10 @@ void ProgramWriter::modify() {
   out("int32_t", "errors", "-1");
   if (call_->change == Insert) {
     for (size_t i = 0; i < count(); ++i) {
-      const auto &[who, time, status, value, mode, kind, fields] = call_->entries[i];
-      const bool node = who.name.empty();
-      line("objects[", i, "] = kelp2_new_object(", session(), ", ",
-           literal(node ? place_.nodes[who.node] : who.name), ", ",
-           name_of_kind(node ? static_cast<int32_t>(KindNode) : kind), ");");
+      const Target &who = call_->entries[i].who;
+      const char *kind_name = who.is_node() ? "KindNode" : name_of_kind(call_->entries[i].kind);
+      line("objects[", i, "] = kelp2_new_object(", session(), ", ", literal(own_name(place_, who)),
+           ", ", kind_name, ");");
     }
   } else {
     for (const Entry &entry : call_->entries) {
@@ -151,15 +153,19 @@ void ProgramWriter::modify() {
 
 void ProgramWriter::set_fields(size_t entry) {
   for (const Field &field : call_->entries[entry].fields) {
-    const bool is_text = field.code == "ED", is_double = field.code == "IV";
-    const std::string value = is_text     ? literal(field.text)
-                              : is_double ? exact(field.number)
-                                          : literal(static_cast<int32_t>(field.number));
-    line("if (objects[", entry, "] != NULL) kelp2_object_set_",
-         is_text     ? "string"
-         : is_double ? "double"
-                     : "int",
-         "(objects[", entry, "], \"", field.code, "\", ", value, ");");
+    const char *type = "int";
+    std::string value;
+    if (field.code == "ED") {
+      type = "string";
+      value = literal(field.text);
+    } else if (field.code == "IV") {
+      type = "double";
+      value = exact(field.number);
+    } else {
+      value = literal(static_cast<int32_t>(field.number));
+    }
+    line("if (objects[", entry, "] != NULL) kelp2_object_set_", type, "(objects[", entry, "], \"",
+         field.code, "\", ", value, ");");
   }
 }
 

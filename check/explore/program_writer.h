@@ -38,7 +38,7 @@ class ProgramWriter {
   template <typename Value>
   void array(const char *type, const char *name, Value &&value) {
     std::string values;
-    for (const Entry &entry : call_->entries) values += (values.empty() ? "" : ", ") + value(entry);
+    for (const Entry &entry : call_->entries) append_item(values, value(entry));
     if (values.empty()) return line("const ", type, " *", name, " = NULL;");
     line("const ", type, " ", name, "[] = {", values, "};");
   }

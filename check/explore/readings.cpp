@@ -10,7 +10,7 @@ namespace {
 
 std::string text_of(const Rows &rows) {
   std::string text;
-  for (const Row &row : rows) text += (text.empty() ? "" : ", ") + row_text(row.status, row.value);
+  for (const Row &row : rows) append_item(text, row_text(row.status, row.value));
   return text;
 }
 
@@ -31,7 +31,7 @@ void Player::read_points(const Call &call, Answer &answer) {
 }
 
 void Player::read_values(const Call &call, Answer &answer) {
-  const bool snap = call.op == Op::get_snap_byid || call.op == Op::get_snap_byname;
+  const bool snap = reads_snapshots(call.op);
   const Session &s = session(call.session);
   const Readings read = snap ? s.snap(who(call), call.time) : s.values(who(call));
   for (size_t i = 0; i < call.entries.size(); ++i) {
@@ -51,7 +51,7 @@ void Player::read_objects(const Call &call, Answer &answer) {
     if (who.sort == Target::former) there = there && name == who.name;
     answer[{i + 1, kEntry}] = how(there);
     if (!there || who.sort != Target::own) continue;
-    if (!who.name.empty()) answer[{i + 1, "PN"}] = name;
+    if (!who.is_node()) answer[{i + 1, "PN"}] = name;
     answer[{i + 1, "ED"}] = get_text(objects[i], "ED");
     answer[{i + 1, "IV"}] = exact(get_double(objects[i], "IV"));
     for (const char *code : {"FQ", "AR", "HW"}) {
@@ -131,7 +131,7 @@ void Player::read_other(const Call &call, Answer &answer) {
       const Objects databases = session(call.session).databases();
       int found = 0;
       for (size_t i = 0; i < databases.size(); ++i) {
-        found += get_text(databases[i], "PN") == place_.database ? 1 : 0;
+        if (get_text(databases[i], "PN") == place_.database) ++found;
       }
       answer[{0, "the database in the list"}] = std::to_string(found);
       return;

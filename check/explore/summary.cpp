@@ -23,8 +23,10 @@ struct Summary {
 double area(const Summary &in) {
   double area = 0;
   for (size_t i = 0; i < in.samples.size(); ++i) {
-    const int64_t until = i + 1 < in.samples.size() ? in.samples[i + 1].time : in.end;
-    area += in.samples[i].row.value * static_cast<double>(until - in.samples[i].time);
+    const Sample &sample = in.samples[i];
+    const bool last = i + 1 == in.samples.size();
+    const int64_t until = last ? in.end : in.samples[i + 1].time;
+    area += sample.row.value * static_cast<double>(until - sample.time);
   }
   return area;
 }
@@ -50,7 +52,7 @@ void expect_row(const Summary &in, Expected expected) {
   constexpr double relative = 1e-5;               // a server may add in 32 bits
   const Sample *max = &in.samples[0], *min = &in.samples[0];
   int status = 0;
-  double sum = 0, squares = 0;
+  double sum = 0;
   for (const Sample &sample : in.samples) {
     if (sample.row.value > max->row.value) max = &sample;
     if (sample.row.value < min->row.value) min = &sample;
@@ -67,7 +69,11 @@ void expect_row(const Summary &in, Expected expected) {
   if (size > most || (size != 0 && size < least)) return;
   const auto n = static_cast<double>(in.samples.size());
   const double mean = sum / n;
-  for (const Sample &s : in.samples) squares += (s.row.value - mean) * (s.row.value - mean);
+  double squares = 0;
+  for (const Sample &sample : in.samples) {
+    const double distance = sample.row.value - mean;
+    squares += distance * distance;
+  }
   const auto covered = static_cast<double>(in.end - in.samples[0].time);
   const double within = size * relative;
   expected.is("flow", area(in), within * covered);
@@ -97,10 +103,10 @@ void expect_statistics(const Call &call, size_t entry, const std::map<int32_t, C
   for (const auto &[time, cell] : cells) {
     if (!cell.rows.sure() || cell.rows.good()[0].size() > 1) return;
     if (cell.rows.good()[0].empty()) continue;
-    const int64_t start = call.begin + (time - int64_t{call.begin}) / step * step;
-    if (rows.empty() || rows.back().start != start) {
-      rows.push_back({start, std::min<int64_t>(start + step, call.end), {}});
-    }
+    const int64_t number = (time - int64_t{call.begin}) / step;
+    const int64_t start = call.begin + number * step;
+    const int64_t end = std::min<int64_t>(start + step, call.end);
+    if (rows.empty() || rows.back().start != start) rows.push_back({start, end, {}});
     rows.back().samples.push_back({time, cell.rows.good()[0][0]});
   }
   all[{entry, "rows"}] = {{std::to_string(rows.size())}};

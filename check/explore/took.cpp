@@ -33,25 +33,43 @@ Writer writer(Op op) {
 Second second_of(const Ways &ways, const Cell &cell, Op op, bool same_call) {
   if (ways.bundled) return Second::replaces;
   if (writer(cell.by) != writer(op)) return Second::unknown;
+  if (same_call) return writer(op) == Writer::history ? ways.second_in_call : Second::unknown;
   switch (writer(op)) {
-    case Writer::history: return same_call ? ways.second_in_call : ways.second;
-    case Writer::snapshot: return same_call ? Second::unknown : ways.second_snapshot;
-    case Writer::cache: return same_call ? Second::unknown : ways.second_cached;
+    case Writer::history: return ways.second;
+    case Writer::snapshot: return ways.second_snapshot;
+    case Writer::cache: return ways.second_cached;
     default: return Second::unknown;
   }
+}
+
+// A field's value as the model keeps it.
+std::string value_of(const Field &field) {
+  return field.code == "ED" ? field.text : exact(field.number);
+}
+
+// Whether a value of this time is newer than every one that may be the current one.
+bool is_newest(const ModelObject &point, int32_t time) {
+  const auto &versions = point.current.good();
+  return std::all_of(versions.begin(), versions.end(), [&](const std::optional<Current> &current) {
+    return !current || current->time < time;
+  });
 }
 
 // What a row makes of what is there already at its time.
 std::vector<Rows> written_over(const std::vector<Rows> &before, const Row &row, Second second) {
   std::vector<Rows> after;
+  const bool any = second == Second::unknown;
   for (const Rows &old : before) {
+    if (old.empty()) {
+      Versions<Rows>::add(after, {row});
+      continue;
+    }
     Rows both = old;
     both.push_back(row);
     std::sort(both.begin(), both.end());
-    const bool any = second == Second::unknown;
-    if (old.empty() || second == Second::replaces || any) Versions<Rows>::add(after, {row});
-    if (!old.empty() && (second == Second::first_stays || any)) Versions<Rows>::add(after, old);
-    if (!old.empty() && (second == Second::both || any)) Versions<Rows>::add(after, both);
+    if (any || second == Second::replaces) Versions<Rows>::add(after, {row});
+    if (any || second == Second::first_stays) Versions<Rows>::add(after, old);
+    if (any || second == Second::both) Versions<Rows>::add(after, both);
   }
   return after;
 }
@@ -72,12 +90,12 @@ void Model::took(const Call &call, const Answer &answer, int64_t now) {
 }
 
 void Model::took_writes(const Call &call, const Answer &answer, int64_t now) {
+  const bool of_one = rows_of_one(call.op);
   for (size_t i = 1; i <= call.entries.size(); ++i) {
     const Entry &entry = call.entries[i - 1];
-    const bool one = rows_of_one(call.op);
-    const bool acknowledged = done(answer, one ? 1 : i);
+    const bool acknowledged = done(answer, of_one ? 1 : i);
     if (!acknowledged && ground_.ways.bundled) continue;
-    take_row(call, entry, one ? call.who : entry.who, acknowledged, now);
+    take_row(call, entry, of_one ? call.who : entry.who, acknowledged, now);
   }
 }
 
@@ -93,12 +111,9 @@ void Model::take_row(const Call &call, const Entry &entry, const Target &who, bo
     becomes = ways.snap_in_history;
     store(point->snapshots[time], call, row, done, now);
   } else if (call.op == Op::write_value) {
-    const auto &before = point->current.good();
-    const bool newer = std::all_of(before.begin(), before.end(), [&](const auto &current) {
-      return !current || current->time < time;
-    });
     becomes = ways.value_in_history;
-    if (!newer && !ways.bundled && becomes == Known::yes) becomes = Known::unknown;
+    const bool doubtful = !ways.bundled && !is_newest(*point, time);
+    if (doubtful && becomes == Known::yes) becomes = Known::unknown;
     set_current(*point, {time, row}, done, now);
   } else if (call.op == Op::write_cache || call.op == Op::write_cache_one) {
     becomes = ways.cache_in_history;
@@ -140,10 +155,9 @@ void Model::took_changes(const Call &call, const Answer &answer, int64_t now) {
     const Entry &entry = call.entries[i - 1];
     bool acknowledged = done(answer, i);
     if (!acknowledged && ground_.ways.bundled) continue;
-    const bool again = std::any_of(call.entries.begin(), call.entries.end(), [&](const Entry &e) {
-      return &e != &entry && e.who == entry.who;
-    });
-    if (again && call.change == Update && !ground_.ways.bundled) acknowledged = false;
+    const auto same = [&](const Entry &other) { return other.who == entry.who; };
+    const bool twice = std::count_if(call.entries.begin(), call.entries.end(), same) > 1;
+    if (twice && call.change == Update && !ground_.ways.bundled) acknowledged = false;
     change(call, entry, acknowledged, now);
     // Of a call that failed as a whole nobody knows how far it came.
     const bool whole = says(answer, {0, kResult}, kFailed);
@@ -165,24 +179,23 @@ void Model::change(const Call &call, const Entry &entry, bool done, int64_t now)
 
 // A refused insertion leaves what is there alone; where nothing is, it may have been done in part.
 void Model::insert(const Entry &entry, bool done, int64_t now) {
-  if (!done && world_.life(entry.who) == Life::present) return;
-  if (!done && !entry.who.name.empty() && world_.nodes[entry.who.node].life == Life::absent) return;
-  const bool node = entry.who.name.empty();
-  ModelObject &object =
-      node ? world_.nodes[entry.who.node] : world_.points[entry.who.node][entry.who.name];
+  const Target &who = entry.who;
+  ModelObject &node = world_.nodes[who.node];
+  if (!done && world_.life(who) == Life::present) return;
+  if (!done && !who.is_node() && node.life == Life::absent) return;
+  ModelObject &object = who.is_node() ? node : world_.points[who.node][who.name];
   const int lives = object.lives + 1;
   object = ModelObject{};
   object.lives = lives;
   object.life = done ? Life::present : Life::absent;
   object.changed = now;
-  object.kind = node ? KindNode : entry.kind;
+  object.kind = who.is_node() ? KindNode : entry.kind;
   object.fields.emplace("ED", Versions<std::string>(""));
   for (const char *code : {"FQ", "AR", "IV", "HW"}) {
     object.fields.emplace(code, Versions<std::string>("0"));
   }
   for (const Field &field : entry.fields) {
-    object.fields.insert_or_assign(
-        field.code, Versions<std::string>(field.code == "ED" ? field.text : exact(field.number)));
+    object.fields.insert_or_assign(field.code, Versions<std::string>(value_of(field)));
   }
 }
 
@@ -192,7 +205,7 @@ void Model::erase(const Entry &entry, bool done, int64_t now) {
   if (!done) return;  // refused, for whatever reason
   object->life = Life::absent;
   object->changed = now;
-  if (!entry.who.name.empty()) return;
+  if (!entry.who.is_node()) return;
   for (auto &[name, point] : world_.points[entry.who.node]) {
     if (point.life == Life::absent) continue;
     point.life = Life::absent;
@@ -203,7 +216,7 @@ void Model::erase(const Entry &entry, bool done, int64_t now) {
 void Model::set_fields(ModelObject &object, const Entry &entry, bool done, int64_t now) {
   for (const Field &field : entry.fields) {
     Versions<std::string> &versions = object.fields.at(field.code);
-    const std::string next = field.code == "ED" ? field.text : exact(field.number);
+    const std::string next = value_of(field);
     if (done) versions.become({next}, now);
     if (!done) versions.perhaps({next}, now);
   }

@@ -9,7 +9,8 @@ Ways Ways::of_bundled() {
        {&ways.second, &ways.second_in_call, &ways.second_snapshot, &ways.second_cached}) {
     *second = Second::replaces;
   }
-  ways.end_inside = ways.snap_sets_current = Known::no;
+  ways.end_inside = Known::no;
+  ways.snap_sets_current = Known::no;
   for (Known *known : {&ways.older_replaces, &ways.equal_replaces, &ways.value_in_history,
                        &ways.snap_in_history, &ways.cache_in_history, &ways.snap_holds,
                        &ways.full_nodes_stay, &ways.utc, &ways.statistics}) {

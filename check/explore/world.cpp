@@ -4,7 +4,7 @@ namespace kelpcheck::explore {
 
 ModelObject *World::find(const Target &target) {
   if (target.sort != Target::own) return nullptr;
-  if (target.name.empty()) return &nodes[target.node];
+  if (target.is_node()) return &nodes[target.node];
   const auto found = points[target.node].find(target.name);
   return found == points[target.node].end() ? nullptr : &found->second;
 }
