@@ -243,10 +243,9 @@ void Supervisor::tell_habits() {
     habit.constant = entry.constant;
     habit.bundled = entry.answers.front().text;
     habit.answer = unknown.empty() ? entry.text_of(left) : unknown;
-    habit.state = !unknown.empty()                 ? "unknown"
-                  : !habits_.asked(entry.question) ? "not asked"
-                  : left == Answers::one_of(left)  ? "known"
-                                                   : "open";
+    habit.state = left == Answers::one_of(left) ? "known" : "open";
+    if (!habits_.asked(entry.question)) habit.state = "not asked";
+    if (!unknown.empty()) habit.state = "unknown";
     habit.differs = habits_.asked(entry.question) && !left.has(entry.bundled());
     if (habit.state != "not asked") {
       const std::string bundled = text(" (bundled: ", habit.bundled, ")");

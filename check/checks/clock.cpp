@@ -93,7 +93,8 @@ void expect_time(Bed &bed, const Zone &zone, int64_t time) {
   if (time < INT32_MIN || time > INT32_MAX || !zone.is_plain(time)) return;
   // Within a day of the ends, local times of another zone are beyond them.
   constexpr int64_t day = 86'400;
-  if (zone.name != "UTC" && (time < INT32_MIN + day || time > INT32_MAX - day)) return;
+  const bool near_end = time < INT32_MIN + day || time > INT32_MAX - day;
+  if (near_end && zone.name != "UTC") return;
   Evidence &e = bed.c.evidence;
   const Date moment = zone.moment_of(time);
   e.equal(time, int64_t{encode(bed, moment)},
@@ -108,15 +109,18 @@ void now(Bed &bed) {
   const auto before = std::time(nullptr);
   const int32_t server = bed.session->time();
   const auto after = std::time(nullptr);
-  const int64_t skew = server < before ? server - before : server > after ? server - after : 0;
+  int64_t skew = 0;
+  if (server < before) skew = server - before;
+  if (server > after) skew = server - after;
   bed.c.evidence.that(
       std::abs(skew) <= bed.c.options.max_skew,
       [] { return "the server's clock against this host's"; },
       text("at most ", bed.c.options.max_skew, " s apart"),
       text(std::abs(skew), skew < 0 ? " s behind" : " s ahead"));
-  bed.c.finding("The server's clock", skew == 0  ? "as this host's"
-                                      : skew > 0 ? text(skew, " s ahead")
-                                                 : text(-skew, " s behind"));
+  std::string words = "as this host's";
+  if (skew > 0) words = text(skew, " s ahead");
+  if (skew < 0) words = text(-skew, " s behind");
+  bed.c.finding("The server's clock", words);
 }
 
 void runs(Bed &bed) {
@@ -135,9 +139,9 @@ void runs(Bed &bed) {
 
 void dates(Bed &bed) {
   const Zone zone = zone_of_library(bed);
-  const Answer answer = zone.name == "UTC"           ? Answer::utc
-                        : zone.name.starts_with("a") ? Answer::fixed
-                                                     : Answer::local;
+  Answer answer = Answer::local;
+  if (zone.name == "UTC") answer = Answer::utc;
+  if (zone.name.starts_with("a")) answer = Answer::fixed;
   bed.c.read(Question::calendar, answer, "kelp2_encode_time in summer and winter", zone.name);
   for (const int32_t y : {1902, 1969, 1970, 1972, 1999, 2000, 2001, 2004, 2012, 2013, 2024, 2037}) {
     for (int32_t m = 1; m <= 12; ++m) {

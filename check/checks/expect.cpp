@@ -27,7 +27,9 @@ bool was_before(const Moment &moment, size_t point, const Sample &have) {
 
 void expect_fields(Bed &bed, Evidence &e, Object object, const Fields &want, bool node,
                    const std::string &name) {
-  const auto field = [&](const char *code) { return [=] { return text(code, " of ", name); }; };
+  const auto field = [&](const char *code) {
+    return [code, &name] { return text(code, " of ", name); };
+  };
   e.equal(own_name(name), get_text(object, KELP2_FIELD_NAME), field("PN"));
   e.equal(want.ed, get_text(object, KELP2_FIELD_DESCRIPTION), field("ED"));
   if (surely_kept(bed, node ? Question::field_iv_node : Question::field_iv_point)) {
@@ -47,7 +49,8 @@ void expect_fields(Bed &bed, Evidence &e, Object object, const Fields &want, boo
 // Of kelp2_write_value only an entry below 0 is one that failed.
 void expect_done(Bed &bed, Op operation, const Out<int32_t> &errors) {
   for (size_t i = 0; i < errors.size(); ++i) {
-    const bool done = errors[i] == 0 || (operation == Op::write_value && errors[i] > 0);
+    const bool counts_negative = operation == Op::write_value;
+    const bool done = counts_negative ? errors[i] >= 0 : errors[i] == 0;
     bed.c.evidence.that(
         done, [&] { return text("entry ", i + 1, " of ", name_of(operation)); }, "0",
         show(errors[i]));
@@ -86,7 +89,8 @@ Seen compare_rows(Bed &bed, Evidence &e, const History &history, size_t result,
   };
   const auto entry = [&] { return "entry of " + name; };
   if (want.first < want.last && !e.equal(0, history.errors[result], entry)) return Seen::earlier;
-  const int64_t rows = std::max(0, history.errors[result] == 0 ? history.rows(result) : 0);
+  const bool readable = history.errors[result] == 0;
+  const int64_t rows = readable ? std::max(0, history.rows(result)) : 0;
   int64_t row = want.first;
   Seen seen = Seen::expected;
   for (int64_t i = 0; i < rows; ++i) {
@@ -115,14 +119,15 @@ void expect_history(Bed &bed, bool by_name, const Window &window,
                     const std::vector<size_t> &points) {
   const size_t step = std::max<int64_t>(1, kRowsPerQuery / window.rows);
   for (size_t begin = 0; begin < points.size(); begin += step) {
-    const std::vector<size_t> some(points.begin() + begin,
-                                   points.begin() + std::min(begin + step, points.size()));
+    const size_t end = std::min(begin + step, points.size());
+    const std::vector<size_t> some(points.begin() + begin, points.begin() + end);
     settle(bed, [&](Evidence &e) {
       const History history =
           bed.session->history(bed.who(by_name, some), window.begin, window.end);
       Seen seen = Seen::expected;
       for (size_t i = 0; i < some.size(); ++i) {
-        seen = std::max(seen, compare_rows(bed, e, history, i, {window, some[i], 0, window.rows}));
+        const Stretch all{window, some[i], 0, window.rows};
+        seen = std::max(seen, compare_rows(bed, e, history, i, all));
         bed.c.progress(begin + i + 1, points.size());
       }
       return seen;
@@ -137,8 +142,10 @@ void write_history(Bed &bed, bool by_name, const Window &window, const std::vect
   size_t done = 0;
   for (const size_t point : points) {
     for (int64_t i = 0; i < blocks; ++i) {
-      const int64_t first = (later_block_first ? blocks - 1 - i : i) * block;
-      const Columns rows = window.columns(point, first, std::min(first + block, window.rows));
+      const int64_t number = later_block_first ? blocks - 1 - i : i;
+      const int64_t first = number * block;
+      const int64_t last = std::min(first + block, window.rows);
+      const Columns rows = window.columns(point, first, last);
       const Out<int32_t> error = by_name ? bed.session->write_history(bed.names[point], rows)
                                          : bed.session->write_history(bed.ids[point], rows);
       bed.c.evidence.equal(0, error[0], [&] { return "entry of " + bed.names[point]; });

@@ -14,6 +14,11 @@ Columns columns_of(const std::vector<Sample> &rows) {
 
 }  // namespace
 
+Answer taken_of(int64_t taken, int64_t refused) {
+  if (refused == 0) return Answer::taken;
+  return taken == 0 ? Answer::refused : Answer::some;
+}
+
 std::string refusal_of(const std::function<void()> &call) {
   try {
     call();
@@ -66,9 +71,10 @@ std::string Ground::enter(Way way, const std::vector<size_t> &points,
 }
 
 std::string Ground::history(size_t point, const std::vector<Sample> &rows, bool by_name) {
+  const Columns columns = columns_of(rows);
   return enter(Way::history, {point}, rows, [&] {
-    return by_name ? bed.session->write_history(bed.names[point], columns_of(rows))
-                   : bed.session->write_history(bed.ids[point], columns_of(rows));
+    if (by_name) return bed.session->write_history(bed.names[point], columns);
+    return bed.session->write_history(bed.ids[point], columns);
   });
 }
 
@@ -128,11 +134,13 @@ Seen Ground::compare(Evidence &e, size_t point, const std::vector<Sample> &rows,
     }
     if (next < times.size() && times[next] == time) ++next;
     const bool in_range = time >= begin && time <= end;
-    if (!in_range || (i < rows.size() && rows[i].time < time)) {
+    const bool in_order = i == rows.size() || rows[i].time > time;
+    if (!in_range || !in_order) {
+      const int32_t wrong = in_range ? rows[i].time : time;
       e.that(
           false, [&] { return text("history of ", bed.described(point)); },
           text("times from ", clock_text(begin), " to ", clock_text(end), " in their order"),
-          clock_text(in_range ? rows[i].time : time));
+          clock_text(wrong));
       return Seen::wrong;
     }
     seen = std::max(seen, compare_moment(e, point, time, have));
@@ -148,9 +156,10 @@ void Ground::learn_from(size_t point, const std::vector<Sample> &rows, int32_t e
   const Alternatives at_end = ledgers[point].settled(bed.c.habits, end);
   if (among(at_end, {})) return;
   const bool inside = !rows.empty() && rows.back().time == end;
-  bed.c.read(Question::range_end, inside ? Answer::inside : Answer::outside,
-             text("a range of ", bed.names[point], " that ends at ", clock_text(end)),
-             inside ? "a row at its end" : "no row at its end");
+  const std::string where =
+      text("a range of ", bed.names[point], " that ends at ", clock_text(end));
+  if (inside) bed.c.read(Question::range_end, Answer::inside, where, "a row at its end");
+  if (!inside) bed.c.read(Question::range_end, Answer::outside, where, "no row at its end");
 }
 
 void Ground::tolerate_refusals_beyond(int32_t begin, int32_t end) {

@@ -52,6 +52,8 @@ class Ground {
   int32_t plain_begin_ = INT32_MIN, plain_end_ = INT32_MAX;
 };
 
+// How a server takes something of which it took so many cases and refused so many.
+Answer taken_of(int64_t taken, int64_t refused);
 // Runs a call; how it refused, "" where it did not.
 std::string refusal_of(const std::function<void()> &call);
 // All rows of one result; none where its entry failed, or there are none.

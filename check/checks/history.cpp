@@ -136,10 +136,10 @@ void ranges(Bed &bed) {
   for (const bool by_name : {false, true}) {
     const int32_t end = window.at(0, window.rows - 1).time;
     const int32_t rows = bed.session->history(bed.who(by_name, {0}), end - 1, end).rows(0);
-    bed.c.read(Question::range_end,
-               rows == 1   ? Answers(Answer::inside)
-               : rows <= 0 ? Answers(Answer::outside)
-                           : Answers(),
+    Answers answer;
+    if (rows == 1) answer = Answer::inside;
+    if (rows <= 0) answer = Answer::outside;
+    bed.c.read(Question::range_end, answer,
                text("a range that ends at a row's time, by ", by_name ? "name" : "id"),
                text(rows, " rows"));
   }

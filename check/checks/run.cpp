@@ -23,7 +23,7 @@ void require_database(Bed &bed) {
   const std::string &wanted = bed.c.server.database;
   if (names.empty() || std::count(names.begin(), names.end(), wanted) > 0) return;
   std::string list;
-  for (const std::string &name : names) list += (list.empty() ? "" : ", ") + name;
+  for (const std::string &name : names) append_item(list, name);
   throw Refused(text("there is no database ", wanted, " on this server (-D); it has ", list));
 }
 
@@ -39,11 +39,11 @@ void remove_all(Bed &bed, const Names &nodes) {
   const std::string problem = prefix.remove(
       nodes, [&](size_t done, size_t all) { bed.c.progress(done, all, Unit::nodes); });
   const Names left = nodes_there(bed);
+  std::string what_is_left;
+  if (!left.empty()) what_is_left = text(left.size(), ", such as ", left[0]);
+  if (!problem.empty()) what_is_left += " (" + problem + ")";
   bed.c.evidence.that(
-      left.empty(), [] { return std::string("nodes left on the server"); }, "none",
-      left.empty()
-          ? ""
-          : text(left.size(), ", such as ", left[0], problem.empty() ? "" : " (" + problem + ")"));
+      left.empty(), [] { return std::string("nodes left on the server"); }, "none", what_is_left);
 }
 
 void open(Bed &bed) {

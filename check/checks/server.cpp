@@ -51,7 +51,9 @@ void unknown_id(Bed &bed) {
   std::string got;
   const std::string refusal = refusal_of([&] {
     const int32_t id = bed.session->ids({bed.names[0] + "NONE"})[0];
-    seen = id == 0 ? Answer::zero : id == mark ? Answer::left_out : Answer::other;
+    seen = Answer::other;
+    if (id == mark) seen = Answer::left_out;
+    if (id == 0) seen = Answer::zero;
     got = show(id);
   });
   if (!refusal.empty()) seen = Answer::refused;

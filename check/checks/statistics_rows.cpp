@@ -22,10 +22,11 @@ std::vector<Interval> with_rows(const StatisticsQuery &query, const Layout &layo
   std::vector<Interval> all;
   bool had_value = false;
   for (Interval &interval : intervals_of(grid, samples)) {
-    had_value = had_value || !interval.samples.empty();
-    const bool row = !interval.samples.empty() || layout.empty == Answer::yes ||
-                     (layout.empty == Answer::later && had_value);
-    if (row) all.push_back(std::move(interval));
+    const bool has_value = !interval.samples.empty();
+    had_value = had_value || has_value;
+    const bool row_without_value =
+        layout.empty == Answer::yes || (layout.empty == Answer::later && had_value);
+    if (has_value || row_without_value) all.push_back(std::move(interval));
   }
   return all;
 }
@@ -41,7 +42,8 @@ bool common_fields_match(const Interval &interval, int32_t kind, const StatValue
   }
   if (row.max != max || row.min != min) return false;
   const auto mean = double(sum / static_cast<long double>(interval.samples.size()));
-  const double tolerance = std::max(std::abs(max), std::abs(min)) * (kind == AX ? 1e-5 : 1e-9);
+  const double size = std::max(std::abs(max), std::abs(min));
+  const double tolerance = size * (kind == AX ? 1e-5 : 1e-9);
   return std::abs(row.mean - mean) <= tolerance;
 }
 
@@ -49,9 +51,8 @@ bool fits(const std::vector<Interval> &intervals, int32_t kind,
           const std::vector<StatValue> &rows) {
   if (intervals.size() != rows.size()) return false;
   for (size_t i = 0; i < rows.size(); ++i) {
-    if (!intervals[i].samples.empty() && !common_fields_match(intervals[i], kind, rows[i])) {
-      return false;
-    }
+    if (intervals[i].samples.empty()) continue;
+    if (!common_fields_match(intervals[i], kind, rows[i])) return false;
   }
   return true;
 }
@@ -61,12 +62,12 @@ std::vector<Layout> layouts_left(const Habits &habits) {
   for (const Answer starts : {Answer::begin, Answer::multiples}) {
     for (const Answer last : {Answer::cut, Answer::whole, Answer::left_out}) {
       for (const Answer empty : {Answer::no, Answer::yes, Answer::later}) {
-        if (habits.may(Question::statistics_grid, starts) &&
-            habits.may(Question::statistics_last, last) &&
-            habits.may(Question::statistics_empty, empty)) {
-          layouts.push_back({starts, last, empty, false});
-          if (last == Answer::whole) layouts.push_back({starts, last, empty, true});
-        }
+        const bool left = habits.may(Question::statistics_grid, starts) &&
+                          habits.may(Question::statistics_last, last) &&
+                          habits.may(Question::statistics_empty, empty);
+        if (!left) continue;
+        layouts.push_back({starts, last, empty, false});
+        if (last == Answer::whole) layouts.push_back({starts, last, empty, true});
       }
     }
   }
@@ -95,18 +96,19 @@ void keep_difference(Evidence &e, const StatisticsQuery &query, const std::vecto
 void compare_field(Bed &bed, Evidence &e, const ExpectedField &field, const StatValue &row,
                    const std::string &where) {
   const double got = field.read(row);
+  const std::string what = field.name + (" of " + where);
   Answers allowed = field.allowed_by(got);
   const bool any_number = field.question == Question::statistics_status;
   if (any_number) allowed = allowed | Answer::changed;
   const bool bounded = !allowed.empty() || field.in_bounds(got);
   e.that(
-      bounded, [&] { return field.name + (" of " + where); },
+      bounded, [&] { return what; },
       text("between ", show(field.lowest), " and ", show(field.highest)), show(got));
   if (!bounded) return;
   if (!bed.c.habits.unknown(*field.question).empty()) return;  // may be any of them by chance
   // What is in no list is one answer, whatever its number.
-  bed.c.read(*field.question, allowed, field.name + (" of " + where),
-             allowed.empty() ? "by none of the definitions known here" : show(got));
+  const std::string said = allowed.empty() ? "by none of the definitions known here" : show(got);
+  bed.c.read(*field.question, allowed, what, said);
 }
 
 }  // namespace
@@ -142,12 +144,11 @@ Seen compare_statistics(Bed &bed, Evidence &e, const StatisticsQuery &query,
   bed.c.read(Question::statistics_empty, empty, where, text(rows.size(), " rows"));
   for (size_t i = 0; i < rows.size(); ++i) {
     if (fitting[i].samples.empty()) continue;
+    const std::string place =
+        text(query.name, " in the interval from ", clock_text(fitting[i].start));
     for (const ExpectedField &field : expected_fields(fitting[i], query.kind)) {
       ++e.compared;
-      if (field.question) {
-        compare_field(bed, e, field, rows[i],
-                      text(query.name, " in the interval from ", clock_text(fitting[i].start)));
-      }
+      if (field.question) compare_field(bed, e, field, rows[i], place);
     }
   }
   return e.differences == 0 ? Seen::expected : Seen::wrong;

@@ -127,7 +127,8 @@ std::vector<Sample> boundary_samples(int32_t begin) {
   for (const int32_t offset : {0, 1, 59, 60, 61, 119, 120, 299, 300, 301, 3599, 3600, 3601, 7199,
                                7200, 86'399, 86'400, 86'401, 172'799}) {
     value = -value * 1.25;
-    samples.push_back({begin + offset, static_cast<int16_t>(offset % 97), value});
+    const auto status = static_cast<int16_t>(offset % 97);
+    samples.push_back({begin + offset, status, value});
   }
   return samples;
 }
@@ -163,9 +164,9 @@ void boundaries(Bed &bed) {
       for (const int32_t to : {86'400, 172'800, 7200, 259'200}) {
         const int64_t rows = (int64_t{to} - from) / step;
         if (rows > 20'000 || to <= from) continue;
-        expect_statistics(bed, point, samples,
-                          {begin + from, begin + to, step, bed.kind(point), bed.names[point]},
-                          by_name);
+        const StatisticsQuery query{begin + from, begin + to, step, bed.kind(point),
+                                    bed.names[point]};
+        expect_statistics(bed, point, samples, query, by_name);
         by_name = !by_name;
       }
     }
@@ -183,15 +184,16 @@ void magnitudes(Bed &bed) {
     std::vector<Sample> samples;
     const size_t point = kMagnitudes + i * 5;
     for (size_t k = 0; k < series[i].size(); ++k) {
-      samples.push_back(
-          {begin + static_cast<int32_t>(k * k * 11), static_cast<int16_t>(1 << k), series[i][k]});
+      const auto distance = static_cast<int32_t>(k * k * 11);
+      const auto status = static_cast<int16_t>(1 << k);
+      samples.push_back({begin + distance, status, series[i][k]});
     }
     write_block(bed, point, samples);
     for (const bool by_name : {false, true}) {
       for (const int32_t step : {40, 1000}) {
-        expect_statistics(bed, point, samples,
-                          {begin - 3, begin + 1997, step, bed.kind(point), bed.names[point]},
-                          by_name);
+        const StatisticsQuery query{begin - 3, begin + 1997, step, bed.kind(point),
+                                    bed.names[point]};
+        expect_statistics(bed, point, samples, query, by_name);
       }
     }
   }

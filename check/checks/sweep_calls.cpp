@@ -9,6 +9,8 @@ namespace kelpcheck {
 
 namespace {
 
+constexpr int32_t kNobodysId = INT32_MAX - 1000;
+
 // What a call without entries gives: 0, whatever pointers it has.
 void expect_success(Bed &bed, int32_t result, const char *operation, bool null) {
   bed.c.evidence.equal(0, result, [&] {
@@ -154,10 +156,10 @@ void unknown_between(Bed &bed) {
   for (const std::string pattern : patterns) {
     Names names;
     Ids ids;
-    for (const char c : pattern) {
-      names.push_back(bed.names[known] + (c == 'k' ? "" : "NONE" + std::to_string(names.size())));
-      ids.push_back(c == 'k' ? bed.ids[known]
-                             : INT32_MAX - 1000 - static_cast<int32_t>(ids.size()));
+    for (size_t i = 0; i < pattern.size(); ++i) {
+      const bool there = pattern[i] == 'k';
+      names.push_back(there ? bed.names[known] : text(bed.names[known], "NONE", i));
+      ids.push_back(there ? bed.ids[known] : kNobodysId - static_cast<int32_t>(i));
     }
     for (const Who &who : {Who(names), Who(ids)}) {
       settle_equal(bed, [&](Evidence &e) {

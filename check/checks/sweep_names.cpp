@@ -59,14 +59,13 @@ struct Named {
 void tell_names(Bed &bed, const std::vector<NameCase> &cases, const Modified &done) {
   for (const Question question : {Question::names_64, Question::names_200, Question::names_marks,
                                   Question::names_blank, Question::names_foreign}) {
-    size_t taken = 0, refused = 0;
+    int64_t taken = 0, refused = 0;
     for (size_t i = 0; i < cases.size(); ++i) {
-      if (cases[i].question == question) ++(done.errors[i] == 0 ? taken : refused);
+      if (cases[i].question != question) continue;
+      if (done.errors[i] == 0) ++taken;
+      if (done.errors[i] != 0) ++refused;
     }
-    const Answer answer = refused == 0 ? Answer::taken
-                          : taken == 0 ? Answer::refused
-                                       : Answer::some;
-    bed.c.read(question, answer, "inserting such points",
+    bed.c.read(question, taken_of(taken, refused), "inserting such points",
                text(taken, " taken, ", refused, " refused"));
   }
 }
@@ -90,11 +89,11 @@ Named insert_names(Bed &bed) {
   const Modified done = bed.session->modify(Insert, named.node, objects);
   int32_t taken = 0;
   for (size_t i = 0; i < made.size(); ++i) {
-    taken += done.errors[i] == 0 ? 1 : 0;
     if (!made[i].question) {
       bed.c.evidence.equal(0, done.errors[i], [&] { return "insert of " + show(made[i].name); });
     }
     if (done.errors[i] != 0) continue;
+    ++taken;
     named.own.push_back(made[i].name);
     named.full.push_back(named.node + "." + made[i].name);
   }
@@ -281,9 +280,8 @@ bool keeps_text(Bed &bed, const std::string &value) {
 // Short, of letters and digits: no server refuses it.
 bool is_plain(const std::string &value) {
   constexpr size_t longest = 64;
-  return value.size() <= longest && std::all_of(value.begin(), value.end(), [](unsigned char c) {
-           return std::isalnum(c) != 0;
-         });
+  const auto is_alphanumeric = [](unsigned char c) { return std::isalnum(c) != 0; };
+  return value.size() <= longest && std::all_of(value.begin(), value.end(), is_alphanumeric);
 }
 
 // Many points a call, each with a text of its own; and texts that a server may refuse.

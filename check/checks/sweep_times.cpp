@@ -64,8 +64,8 @@ void tell_taken(Bed &bed, const std::vector<int32_t> &taken, const std::vector<i
     const auto yes = std::count_if(taken.begin(), taken.end(), of_class);
     const auto no = std::count_if(refused.begin(), refused.end(), of_class);
     if (yes + no == 0) continue;
-    const Answer answer = no == 0 ? Answer::taken : yes == 0 ? Answer::refused : Answer::some;
-    bed.c.read(question, answer, "writing at such times", text(yes, " taken, ", no, " refused"));
+    bed.c.read(question, taken_of(yes, no), "writing at such times",
+               text(yes, " taken, ", no, " refused"));
   }
 }
 

@@ -61,8 +61,9 @@ void compare_habits(const json &before, const json &after, Comparison &to) {
     const std::string answer = text_in(entry, "answer");
     if (old_answer == old_answers.end()) continue;
     const bool same = old_answer->second == answer;
-    section.lines.push_back({text_in(entry, "question"), same ? Change::same : Change::changed,
-                             same ? answer : answer + ", was " + old_answer->second});
+    const Change change = same ? Change::same : Change::changed;
+    const std::string words = same ? answer : answer + ", was " + old_answer->second;
+    section.lines.push_back({text_in(entry, "question"), change, words});
   }
   to.sections.push_back(section);
 }

@@ -11,18 +11,25 @@ using nlohmann::json;
 
 namespace {
 
+// `rise` is how much more there is now of what nobody wants.
+Change change_by(double rise) {
+  if (rise > 0) return Change::worse;
+  return rise < 0 ? Change::better : Change::same;
+}
+
+int rank(const std::string &verdict) {
+  if (verdict == "passed") return 0;
+  return verdict == "failed" ? 2 : 1;
+}
+
 ComparisonLine line_of(const std::string &name, const std::string &is, const std::string &was,
                        Change change) {
   return {name, change, is == was ? is : is + ", was " + was};
 }
 
 void compare_verdicts(const ReportFile &before, const ReportFile &after, Comparison &to) {
-  const auto rank = [](const std::string &verdict) {
-    return verdict == "passed" ? 0 : verdict == "failed" ? 2 : 1;
-  };
   const std::string is = text_in(after.json, "verdict"), was = text_in(before.json, "verdict");
-  const int step = rank(is) - rank(was);
-  const Change change = step > 0 ? Change::worse : step < 0 ? Change::better : Change::same;
+  const Change change = change_by(rank(is) - rank(was));
   to.sections.push_back({"Verdict", {line_of("verdict", is, was, change)}});
 }
 
@@ -32,10 +39,10 @@ void compare_losses(const ReportFile &before, const ReportFile &after, Compariso
   const auto add = [&](const json &old_from, const json &new_from, const char *name) {
     const auto was = std::llround(number_in(old_from, name));
     const auto is = std::llround(number_in(new_from, name));
-    const Change change = is > was ? Change::worse : is < was ? Change::better : Change::same;
     std::string words = name;
     std::replace(words.begin(), words.end(), '_', ' ');
-    section.lines.push_back(line_of(words, with_thousands(is), with_thousands(was), change));
+    section.lines.push_back(line_of(words, with_thousands(is), with_thousands(was),
+                                    change_by(static_cast<double>(is - was))));
   };
   for (const char *name : {"lost", "changed", "foreign"}) {
     add(object_in(before.json, "samples"), object_in(after.json, "samples"), name);
@@ -69,15 +76,14 @@ void compare_stretches(const ReportFile &before, const ReportFile &after, const 
   const Stretches was = stretches_of(before.json, list), is = stretches_of(after.json, list);
   const double every = std::max(number_in(object_in(after.json, "options"), "every", 1), 1.0);
   ComparisonSection section{name, {}};
-  section.lines.push_back(line_of("number", std::to_string(is.number), std::to_string(was.number),
-                                  is.number == was.number ? Change::same : Change::changed));
+  const Change number = is.number == was.number ? Change::same : Change::changed;
+  section.lines.push_back(
+      line_of("number", std::to_string(is.number), std::to_string(was.number), number));
   const double needed = 2 * every + was.longest * to.tolerance;
-  const double change = is.longest - was.longest;
-  ComparisonLine longest =
-      line_of("longest", duration_text(is.longest * 1e9), duration_text(was.longest * 1e9),
-              std::abs(change) <= needed ? Change::same
-              : change > 0               ? Change::worse
-                                         : Change::better);
+  const double longer = is.longest - was.longest;
+  const bool seen = std::abs(longer) > needed;
+  ComparisonLine longest = line_of("longest", duration_text(is.longest * 1e9),
+                                   duration_text(was.longest * 1e9), change_by(seen ? longer : 0));
   if (longest.change == Change::same) {
     longest.words +=
         text(": no difference seen; ", duration_text(needed * 1e9), " or more would have been");
@@ -91,10 +97,9 @@ void note_longest_write(const ReportFile &before, const ReportFile &after, Compa
   const double is = number_in(object_in(after.json, "writes"), "longest", -1);
   const double was = number_in(object_in(before.json, "writes"), "longest", -1);
   if (is < 0 || was < 0) return;
-  to.sections.push_back({"Writes",
-                         {{"longest write", Change::same,
-                           text(duration_text(is * 1e9), ", was ", duration_text(was * 1e9),
-                                " (a single call, not judged)")}}});
+  const std::string words = text(duration_text(is * 1e9), ", was ", duration_text(was * 1e9),
+                                 " (a single call, not judged)");
+  to.sections.push_back({"Writes", {{"longest write", Change::same, words}}});
 }
 
 }  // namespace

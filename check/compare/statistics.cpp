@@ -22,7 +22,10 @@ Spread spread_of(const std::vector<double> &values) {
   Spread spread;
   for (const double value : values) spread.mean += value / n;
   double squares = 0;
-  for (const double value : values) squares += (value - spread.mean) * (value - spread.mean);
+  for (const double value : values) {
+    const double distance = value - spread.mean;
+    squares += distance * distance;
+  }
   spread.freedom = static_cast<int>(values.size()) - 1;
   spread.error = std::sqrt(squares / (n - 1) / n);
   return spread;
@@ -57,10 +60,10 @@ std::vector<double> logarithms(const std::vector<MeanOfCalls> &batches) {
 }
 
 bool same_calls(const std::vector<MeanOfCalls> &before, const std::vector<MeanOfCalls> &after) {
-  return std::equal(before.begin(), before.end(), after.begin(), after.end(),
-                    [](const MeanOfCalls &a, const MeanOfCalls &b) {
-                      return a.calls == b.calls && a.seconds > 0 && b.seconds > 0;
-                    });
+  const auto same = [](const MeanOfCalls &a, const MeanOfCalls &b) {
+    return a.calls == b.calls && a.seconds > 0 && b.seconds > 0;
+  };
+  return std::equal(before.begin(), before.end(), after.begin(), after.end(), same);
 }
 
 }  // namespace
@@ -69,15 +72,16 @@ bool same_calls(const std::vector<MeanOfCalls> &before, const std::vector<MeanOf
 double student_tail(double value, int freedom) {
   if (value < 0) return 1 - student_tail(-value, freedom);
   const double angle = std::atan(value / std::sqrt(static_cast<double>(freedom)));
-  const double cosine = std::cos(angle), square = cosine * cosine;
+  const double sine = std::sin(angle), cosine = std::cos(angle);
   const bool odd = freedom % 2 == 1;
-  double term = odd ? cosine : 1, sum = freedom == 1 ? 0 : term;
+  double term = odd ? cosine : 1;
+  double sum = freedom == 1 ? 0 : term;
   for (int i = odd ? 3 : 2; i < freedom; i += 2) {
-    term *= square * (i - 1) / i;
+    term *= cosine * cosine * (i - 1) / i;
     sum += term;
   }
-  const double inside =
-      odd ? 2 / std::numbers::pi * (angle + std::sin(angle) * sum) : std::sin(angle) * sum;
+  double inside = sine * sum;
+  if (odd) inside = 2 / std::numbers::pi * (angle + inside);
   return (1 - inside) / 2;
 }
 
@@ -86,7 +90,9 @@ double student_quantile(double probability, int freedom) {
   while (student_tail(high, freedom) > probability && high < 1e9) high *= 2;
   for (int i = 0; i < 50; ++i) {
     const double middle = (low + high) / 2;
-    (student_tail(middle, freedom) > probability ? low : high) = middle;
+    const bool above = student_tail(middle, freedom) > probability;
+    if (above) low = middle;
+    if (!above) high = middle;
   }
   return high;
 }
@@ -130,13 +136,18 @@ Common common_of(const std::vector<Shift> &estimates) {
 
 Judgement judge_one(const Shift &estimate, double apart, size_t family, double tolerance) {
   const double error = std::hypot(estimate.error, apart);
-  const double alarms = kFalseAlarms / static_cast<double>(std::max<size_t>(family, 1)) / 2;
+  const auto comparisons = static_cast<double>(std::max<size_t>(family, 1));
+  const double alarms = kFalseAlarms / comparisons / 2;
   const double reach = student_quantile(alarms, estimate.freedom) * error;
   const double tolerated = std::log1p(tolerance);
   const double margin = student_quantile(kMissed, estimate.freedom) * error;
-  return {std::exp(estimate.shift), std::exp(estimate.shift - reach),
-          std::exp(estimate.shift + reach), std::abs(estimate.shift) - reach > tolerated,
-          std::expm1(tolerated + reach + margin)};
+  Judgement judgement;
+  judgement.ratio = std::exp(estimate.shift);
+  judgement.low = std::exp(estimate.shift - reach);
+  judgement.high = std::exp(estimate.shift + reach);
+  judgement.differs = std::abs(estimate.shift) - reach > tolerated;
+  judgement.smallest = std::expm1(tolerated + reach + margin);
+  return judgement;
 }
 
 }  // namespace kelpcheck

@@ -15,7 +15,10 @@ std::string change_text(double share) {
 std::vector<ComparisonLine> judge_all(const std::vector<Timed> &all, double tolerance) {
   constexpr double least_apart = 0.04;
   std::vector<Shift> of_server, of_host;
-  for (const Timed &timed : all) (timed.local ? of_host : of_server).push_back(timed.estimate);
+  for (const Timed &timed : all) {
+    std::vector<Shift> &side = timed.local ? of_host : of_server;
+    side.push_back(timed.estimate);
+  }
   const double server_apart = std::max(common_of(of_server).apart, least_apart);
   const double host_apart = std::max(common_of(of_host).apart, least_apart);
   std::vector<ComparisonLine> lines;
@@ -25,7 +28,7 @@ std::vector<ComparisonLine> judge_all(const std::vector<Timed> &all, double tole
     const bool slower = j.ratio > 1;
     ComparisonLine line;
     line.name = timed.name;
-    line.change = !j.differs ? Change::same : slower ? Change::worse : Change::better;
+    if (j.differs) line.change = slower ? Change::worse : Change::better;
     line.words =
         text(duration_text(timed.after * 1e9), ", was ", duration_text(timed.before * 1e9), ": ");
     const std::string smallest = change_text(j.smallest) + " or more would have been";

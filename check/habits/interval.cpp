@@ -28,7 +28,8 @@ void add_areas(const Interval &in, const Curve &curve, std::vector<Area> &areas)
   double inside = 0;
   for (size_t i = 1; i < in.samples.size(); ++i) {
     const Sample &a = in.samples[i - 1], &b = in.samples[i];
-    inside += (lines ? a.value / 2 + b.value / 2 : a.value) * (double(b.time) - a.time);
+    const double height = lines ? a.value / 2 + b.value / 2 : a.value;
+    inside += height * (double(b.time) - a.time);
   }
   const double held = last.value * (double(in.end) - last.time);
   double tail = held;
@@ -39,31 +40,42 @@ void add_areas(const Interval &in, const Curve &curve, std::vector<Area> &areas)
   double head = 0;
   if (curve.with_before) {
     const double at_start = lines ? on_line(*in.before, first, double(in.start)) : in.before->value;
-    head = (at_start / 2 + (lines ? first.value : at_start) / 2) * (first.time - double(in.start));
+    const double at_first = lines ? first.value : at_start;
+    head = (at_start / 2 + at_first / 2) * (first.time - double(in.start));
   }
   const double from = curve.with_before ? double(in.start) : double(first.time);
   const double end = double(in.end), last_time = double(last.time);
-  areas.push_back(
-      {lines ? Answer::lines_to_end : Answer::steps_to_end, inside + tail, end - first.time});
-  areas.push_back(
-      {lines ? Answer::lines_whole : Answer::steps_whole, head + inside + tail, end - from});
-  areas.push_back(
-      {lines ? Answer::lines_between : Answer::steps_between, inside, last_time - first.time});
-  if (lines) areas.push_back({Answer::lines_known, inside + held, end - first.time});
-  if (!lines) {
-    const double back = first.value * (double(first.time) - double(in.start));
-    areas.push_back({Answer::steps_back, back + inside + tail, end - double(in.start)});
+  const double whole = head + inside + tail;
+  const double to_end = end - first.time, between = last_time - first.time;
+  if (lines) {
+    areas.push_back({Answer::lines_to_end, inside + tail, to_end});
+    areas.push_back({Answer::lines_whole, whole, end - from});
+    areas.push_back({Answer::lines_between, inside, between});
+    areas.push_back({Answer::lines_known, inside + held, to_end});
+    return;
   }
-  if (!lines) areas.push_back({Answer::steps_known, head + inside, last_time - from});
+  const double back = first.value * (double(first.time) - double(in.start));
+  areas.push_back({Answer::steps_to_end, inside + tail, to_end});
+  areas.push_back({Answer::steps_whole, whole, end - from});
+  areas.push_back({Answer::steps_between, inside, between});
+  areas.push_back({Answer::steps_back, back + inside + tail, end - double(in.start)});
+  areas.push_back({Answer::steps_known, head + inside, last_time - from});
+}
+
+// Whether a server may calculate with the value beside the interval, or without it: with it if
+// there is one, without it unless the range holds it.
+bool may_use(const std::optional<Sample> &neighbour, bool in_range, bool use) {
+  if (use) return neighbour.has_value();
+  return !neighbour || !in_range;
 }
 
 std::vector<Area> areas_of(const Interval &in) {
   std::vector<Area> areas;
   for (const bool lines : {false, true}) {
     for (const bool with_before : {true, false}) {
-      if (with_before ? !in.before.has_value() : in.before && in.before_in_range) continue;
+      if (!may_use(in.before, in.before_in_range, with_before)) continue;
       for (const bool with_behind : {true, false}) {
-        if (with_behind ? !in.behind.has_value() : in.behind && in.behind_in_range) continue;
+        if (!may_use(in.behind, in.behind_in_range, with_behind)) continue;
         add_areas(in, {lines, with_before, with_behind}, areas);
       }
     }
@@ -245,9 +257,8 @@ std::vector<Interval> intervals_of(const Grid &grid, const std::vector<Sample> &
     if (in.end > end && grid.last == Answer::cut) in.end = end;
     if (next > 0) in.before = samples[next - 1];
     in.before_in_range = in.before && in.before->time >= begin;
-    for (; next < samples.size() &&
-           samples[next].time < (grid.beyond_end ? in.end : std::min(in.end, end));
-         ++next) {
+    const int64_t until = grid.beyond_end ? in.end : std::min(in.end, end);
+    for (; next < samples.size() && samples[next].time < until; ++next) {
       in.samples.push_back(samples[next]);
     }
     if (next < samples.size()) in.behind = samples[next];

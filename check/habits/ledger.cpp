@@ -64,8 +64,9 @@ std::string show(const Alternative &alternative) {
   if (alternative.empty()) return "nothing";
   std::string all;
   for (const Sample &sample : alternative) {
-    all += text(all.empty() ? "" : " and ", show(sample.value), " with status ", sample.status,
-                " at ", clock_text(sample.time));
+    const std::string one =
+        text(show(sample.value), " with status ", sample.status, " at ", clock_text(sample.time));
+    append_item(all, one, " and ");
   }
   return all;
 }
@@ -74,7 +75,7 @@ std::string show(const Alternatives &alternatives) {
   constexpr size_t most = 4;
   std::string all;
   for (size_t i = 0; i < alternatives.size() && i < most; ++i) {
-    all += (all.empty() ? "" : ", or ") + show(alternatives[i]);
+    append_item(all, show(alternatives[i]), ", or ");
   }
   return alternatives.size() > most ? all + ", or others" : all;
 }

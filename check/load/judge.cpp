@@ -51,8 +51,8 @@ std::vector<LoadBatch> batches_of(const StageSum &sum) {
     const Figure &f = slice.latency;
     if (f.calls == 0) continue;
     const double mean = static_cast<double>(f.total) / static_cast<double>(f.calls);
-    batches.push_back({f.calls, mean * kNano, f.quantile(0.5) * kNano, f.quantile(0.95) * kNano,
-                       f.quantile(0.99) * kNano});
+    const auto seconds = [&](double share) { return f.quantile(share) * kNano; };
+    batches.push_back({f.calls, mean * kNano, seconds(0.5), seconds(0.95), seconds(0.99)});
   }
   return batches;
 }
@@ -88,15 +88,17 @@ bool backlog_grows(const std::vector<int64_t> &least_late, int64_t part) {
   if (parts < quarters) return false;
   int64_t first = 0, before = -1;
   for (size_t quarter = 0; quarter < quarters; ++quarter) {
-    const auto begin = least_late.begin() + static_cast<ptrdiff_t>(quarter * parts / quarters);
-    const auto end = least_late.begin() + static_cast<ptrdiff_t>((quarter + 1) * parts / quarters);
+    const int64_t *begin = least_late.data() + quarter * parts / quarters;
+    const int64_t *end = least_late.data() + (quarter + 1) * parts / quarters;
     const int64_t least = *std::min_element(begin, end);
     if (least <= before) return false;
     if (quarter == 0) first = least;
     before = least;
   }
-  const double time = static_cast<double>(part) * static_cast<double>(parts) * 3 / 4;
-  return static_cast<double>(before - first) > tolerated * time;
+  const auto time = static_cast<double>(part) * static_cast<double>(parts);
+  const double from_first_to_last_quarter = time * 3 / 4;
+  const auto growth = static_cast<double>(before - first);
+  return growth > tolerated * from_first_to_last_quarter;
 }
 
 LoadStage judge(const StageSum &sum, double offered, double within, bool cut) {
@@ -107,9 +109,9 @@ LoadStage judge(const StageSum &sum, double offered, double within, bool cut) {
   stage.calls = sum.calls;
   stage.failures = sum.failures;
   stage.rows = sum.latency.rows;
-  stage.seconds = static_cast<double>(std::max(schedule.end(), sum.last_end) - schedule.begin);
-  stage.seconds *= kNano;
-  const int64_t until = cut ? sum.last_end : std::max(schedule.end(), sum.last_end);
+  const int64_t end = std::max(schedule.end(), sum.last_end);
+  stage.seconds = static_cast<double>(end - schedule.begin) * kNano;
+  const int64_t until = cut ? sum.last_end : end;
   const auto time = static_cast<double>(until - sum.order.counted_from) * kNano;
   if (time > 0) stage.achieved = static_cast<double>(sum.latency.rows) / time;
   stage.latency = latency_of(sum.latency);

@@ -43,7 +43,9 @@ Bed::Bed(CheckContext &c_, Tree tree, int32_t first_node)
   if (tree == Tree::none) return;
   const CheckOptions &o = c.options;
   const bool few = tree == Tree::few;
-  const int32_t node_count = few ? 1 : tree == Tree::reserved ? kReservedNodes : o.nodes;
+  int32_t node_count = o.nodes;
+  if (few) node_count = 1;
+  if (tree == Tree::reserved) node_count = kReservedNodes;
   for (int32_t i = 0; i < node_count; ++i)
     nodes.push_back(numbered(o.server.prefix, 2, first_node + i));
   if (tree == Tree::reserved) return;

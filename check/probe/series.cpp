@@ -41,17 +41,18 @@ uint64_t Series::hash(int64_t row, uint64_t use) const {
 int16_t Series::status(int64_t row) const {
   const uint64_t bits = hash(row, 0);
   const int turn = static_cast<int>((static_cast<uint64_t>(row) + 2 * point_ + salt_) % 4);
-  if ((bits >> 48) % 5 != 0 || row == 0) {
-    return static_cast<int16_t>((bits & 0xBFFC) | 0x0100 | (bits >> 32 & 0x4000) | turn);
-  }
-  return static_cast<int16_t>(turn == 3 ? -1 : turn);
+  const bool small = (bits >> 48) % 5 == 0 && row != 0;
+  if (small) return static_cast<int16_t>(turn == 3 ? -1 : turn);
+  const uint64_t second_highest = bits >> 32 & 0x4000;
+  return static_cast<int16_t>((bits & 0xBFFC) | 0x0100 | second_highest | turn);
 }
 
 double Series::value(int64_t row) const {
   const uint64_t bits = hash(row, 1);
   if (kind_ == DX) return static_cast<double>(bits & 1);
   // A parabola for each half of the wave, between -1 and 1, and a little noise.
-  const double phase = static_cast<double>((row * 37 + hash(0, 2) % 900 + 1100) % 1800) / 900 - 1;
+  const auto step = static_cast<double>((row * 37 + hash(0, 2) % 900 + 1100) % 1800);
+  const double phase = step / 900 - 1;
   const double wave = 4 * phase * (1 - std::abs(phase));
   const double noise = static_cast<double>(static_cast<int64_t>(bits) >> 11) * 0x1p-52;
   const double size = 0.9 * wave + 0.1 * noise;
@@ -64,8 +65,9 @@ double Series::value(int64_t row) const {
 }
 
 int32_t Series::offset(int64_t row) const {
-  return static_cast<int32_t>(row * 10 + row / 16 * 100 + 1 +
-                              static_cast<int64_t>(hash(row, 3) % 9));
+  const auto jitter = static_cast<int64_t>(hash(row, 3) % 9);
+  const int64_t gaps = row / 16 * 100;
+  return static_cast<int32_t>(row * 10 + gaps + 1 + jitter);
 }
 
 }  // namespace kelpcheck

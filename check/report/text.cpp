@@ -14,8 +14,12 @@ constexpr size_t kVerdictColumns = 9, kNameColumns = 28, kTimeColumns = 9;
 const char *const kGreen = "32", *const kRed = "31", *const kYellow = "33";
 
 const char *colour_of(Verdict verdict) {
-  const bool good = verdict == Verdict::passed || verdict == Verdict::moot;
-  return good ? kGreen : verdict == Verdict::failed ? kRed : kYellow;
+  switch (verdict) {
+    case Verdict::passed:
+    case Verdict::moot: return kGreen;
+    case Verdict::failed: return kRed;
+    default: return kYellow;
+  }
 }
 
 std::string upper(std::string word) {

@@ -71,27 +71,31 @@ class Chart {
     return content;
   }
 
+  // A label at x, or right-aligned at the end of the line where it has no room behind x; none where
+  // the one before it, which ends at `free_from`, is in the way.
+  static std::string free_label(double x, double y, const std::string &words, double &free_from) {
+    const bool at_end = x + kLabelWidth > kRight;
+    const double from = at_end ? kRight - kLabelWidth : x;
+    if (from < free_from) return "";
+    free_from = from + kLabelWidth;
+    return at_end ? label("tick end", kRight, y, words) : label("tick", x, y, words);
+  }
+
   std::string marks() const {
     std::string content;
     double free_from = kLeft;
     const auto mark = [&](const char *css, double begin, double seconds, const std::string &text) {
       const double x = x_of(begin);
       content += bar(css, x, kMarks, std::max(2.0, x_of(begin + seconds) - x), 5);
-      const bool at_end = x + kLabelWidth > kRight;
-      const double from = at_end ? kRight - kLabelWidth : x;
-      if (from < free_from) return;
-      content += label(at_end ? "tick end" : "tick", at_end ? kRight : x, kMarks - 8, text);
-      free_from = from + kLabelWidth;
+      content += free_label(x, kMarks - 8, text, free_from);
     };
-    std::vector<std::pair<double, const Outage *>> all;
     for (const Outage &outage : report_.outages) {
       mark("o-fail", outage.begin, outage.seconds,
            words_.clock(outage.begin) + " " + span_text(outage.seconds));
     }
-    free_from = kLeft;
     for (const Stall &stall : report_.stalls) {
-      content += bar("o-skip", x_of(stall.begin), kMarks,
-                     std::max(2.0, x_of(stall.begin + stall.seconds) - x_of(stall.begin)), 5);
+      const double x = x_of(stall.begin), end = x_of(stall.begin + stall.seconds);
+      content += bar("o-skip", x, kMarks, std::max(2.0, end - x), 5);
     }
     return content + label("tick end", kLeft - 8, kMarks + 6, "outages");
   }
@@ -104,12 +108,7 @@ class Chart {
         const double x = std::min(x_of_step(static_cast<double>(patch.steps.first)), kRight - 3);
         const double end = x_of_step(static_cast<double>(patch.steps.last + 1));
         content += bar("o-lost", x, kLosses, std::max(3.0, end - x), 9);
-        const bool at_end = x + kLabelWidth > kRight;
-        const double from = at_end ? kRight - kLabelWidth : x;
-        if (from < free_from) continue;
-        content += label(at_end ? "tick end" : "tick", at_end ? kRight : x, kLosses + 23,
-                         with_thousands(patch.values) + what);
-        free_from = from + kLabelWidth;
+        content += free_label(x, kLosses + 23, with_thousands(patch.values) + what, free_from);
       }
     };
     patches(report_.losses, " lost");
@@ -158,7 +157,9 @@ class Chart {
           static_cast<double>(report_.first_time) + step * static_cast<double>(report_.every);
       const std::string clock = words_.clock(moment);
       const bool days = clock.size() > 8;  // the seconds of a week say nothing
-      const char *css = i == 0 ? "tick" : i == parts ? "tick end" : "tick middle";
+      const char *css = "tick middle";
+      if (i == 0) css = "tick";
+      if (i == parts) css = "tick end";
       content += line("grid", x, kStrip + kStripHeight, x, kStrip + kStripHeight + 5) +
                  label(css, x, kBottom + 18, days ? clock.substr(5, 11) : clock);
     }

@@ -23,14 +23,19 @@ void print_list(std::ostream &out, const List &list, const Words &words) {
   }
 }
 
+const char *colour_of(WatchVerdict verdict) {
+  switch (verdict) {
+    case WatchVerdict::passed: return "32";
+    case WatchVerdict::failed: return "31";
+    default: return "33";
+  }
+}
+
 std::string in_colour(WatchVerdict verdict, bool colours) {
   std::string word = name_of(verdict);
   for (char &letter : word) letter = static_cast<char>(letter - 'a' + 'A');
   if (!colours) return word;
-  const char *code = verdict == WatchVerdict::passed   ? "32"
-                     : verdict == WatchVerdict::failed ? "31"
-                                                       : "33";
-  return text("\033[", code, "m", word, "\033[0m");
+  return text("\033[", colour_of(verdict), "m", word, "\033[0m");
 }
 
 void print_numbers(const WatchReport &report, const WatchWords &words, std::ostream &out) {

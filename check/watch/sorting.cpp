@@ -146,12 +146,10 @@ void relate(std::vector<Patch> &losses, const Ranges &lost_steps, const Steps &s
   for (Outage &outage : outages) {
     // Back over the acknowledged steps before it, as long as something of them is lost.
     int64_t step = grid.next_step(outage.begin) - 1;
-    while (step >= 0 && steps.at(step).outcome != Outcome::acknowledged) --step;
+    const auto acknowledged = [&] { return steps.at(step).outcome == Outcome::acknowledged; };
+    while (step >= 0 && !acknowledged()) --step;
     const int64_t last = step;
-    while (step >= 0 && lost_steps.contains(step) &&
-           steps.at(step).outcome == Outcome::acknowledged) {
-      --step;
-    }
+    while (step >= 0 && acknowledged() && lost_steps.contains(step)) --step;
     outage.lost_seconds = static_cast<double>((last - step) * grid.every);
   }
   constexpr double near = 600;  // seconds: what is lost longer before has other causes

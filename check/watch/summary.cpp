@@ -72,9 +72,9 @@ void give_verdict(WatchReport &report, const Circumstances &circumstances) {
   const bool failed = !report.reasons.empty();
   add_doubts(report, c);
   const bool doubtful = !failed && !report.reasons.empty();
-  report.verdict = failed     ? WatchVerdict::failed
-                   : doubtful ? WatchVerdict::unknown
-                              : WatchVerdict::passed;
+  report.verdict = WatchVerdict::passed;
+  if (doubtful) report.verdict = WatchVerdict::unknown;
+  if (failed) report.verdict = WatchVerdict::failed;
   if (report.interrupted != 0) report.verdict = WatchVerdict::unknown;
   if (!c.until.empty()) report.remarks.push_back("nothing later than " + c.until + " was judged");
   if (report.share < 1) {

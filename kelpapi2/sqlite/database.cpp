@@ -65,7 +65,7 @@ std::string Statement::text(int column) const {
 std::string_view Statement::bytes(int column) const {
   const auto *bytes = static_cast<const char *>(sqlite3_column_blob(handle_.get(), column));
   const auto size = static_cast<size_t>(sqlite3_column_bytes(handle_.get(), column));
-  return {bytes ? bytes : "", bytes ? size : 0};
+  return bytes ? std::string_view(bytes, size) : std::string_view("");
 }
 
 void Statement::check(int result) const { database_->check(result); }

@@ -20,7 +20,8 @@ std::vector<KeyedRow> in_key_order(const SampleRows &rows, const std::vector<Res
 size_t count_points(std::span<const KeyedRow> order) {
   size_t points = 0;
   for (size_t i = 0; i < order.size(); ++i) {
-    points += i == 0 || order[i].point() != order[i - 1].point();
+    const bool new_point = i == 0 || order[i].point() != order[i - 1].point();
+    if (new_point) ++points;
   }
   return points;
 }

@@ -129,7 +129,11 @@ std::vector<ResultCode> SqliteStore::codes_of(const SampleRows &rows) {
   std::vector<ResultCode> codes(rows.count, kOk);
   for (size_t row = 0; row < rows.count; ++row) {
     const bool repeated = row > 0 && rows.ids[row] == rows.ids[row - 1];
-    codes[row] = repeated ? codes[row - 1] : known(rows.ids[row]) ? kOk : kUnknownName;
+    if (repeated) {
+      codes[row] = codes[row - 1];
+    } else if (!known(rows.ids[row])) {
+      codes[row] = kUnknownName;
+    }
   }
   return codes;
 }
@@ -157,7 +161,9 @@ std::vector<Reading> SqliteStore::read_each(std::span<const int32_t> ids, Look &
     const std::vector<std::optional<Sample>> samples = look(points);
     std::vector<Reading> readings;
     for (size_t i = 0; i < points.size(); ++i) {
-      const ResultCode error = points[i] == 0 ? kUnknownName : samples[i] ? kOk : kNoValue;
+      ResultCode error = kOk;
+      if (!samples[i]) error = kNoValue;
+      if (points[i] == 0) error = kUnknownName;
       readings.push_back({samples[i].value_or(Sample()), error});
     }
     return readings;

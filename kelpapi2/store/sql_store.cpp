@@ -153,7 +153,8 @@ std::vector<ResultCode> SqlStore::insert(const std::string &parent,
     }
     const bool fits =
         !container.empty() && container[0][0] == SqlValue(parent_kind(records[i]->kind));
-    codes[i] = !fits ? kNoParent : inserted.refused ? kInvalidArgument : kExists;
+    codes[i] = inserted.refused ? kInvalidArgument : kExists;
+    if (!fits) codes[i] = kNoParent;
   }
   return codes;
 }
