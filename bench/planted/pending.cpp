@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <optional>
 
 #include "real.h"
 #include "server.h"
@@ -94,7 +95,7 @@ void keep_back(Write &write, int milliseconds) {
   if (file < 0) return;
   std::vector<PendingRow> rows = read_rows(file);
   const int64_t due = milliseconds_now() + milliseconds;
-  int32_t known = 0;
+  std::optional<int32_t> known;
   for (Sample &sample : write.samples) {
     if (sample.lost) continue;
     if (sample.id != known && !is_point(write.connection, sample.id)) {

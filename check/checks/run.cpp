@@ -27,6 +27,20 @@ void require_database(Bed &bed) {
   throw Refused(text("there is no database ", wanted, " on this server (-D); it has ", list));
 }
 
+// What is left is found by looking names up until some are missing: a server that has every name
+// would be asked for ever.
+void require_missing_names(Bed &bed) {
+  const std::string name = text(bed.c.server.database, ".", bed.c.server.prefix, "-", now_ns());
+  try {
+    const int32_t error = bed.session->objects(Names{name}).errors[0];
+    const auto where = [&] { return text("entry of ", name, ", which nobody made"); };
+    if (bed.c.evidence.that(error != 0, where, "other than 0", show(error))) return;
+  } catch (const CallFailed &) {
+    return;  // it was asked for alone: so it is not there
+  }
+  throw std::runtime_error("what an earlier run left cannot be found where every name is there");
+}
+
 // Those that an earlier run may have left, or this one made.
 Names nodes_there(Bed &bed) {
   const auto holder = holder_of(claim_field(bed.c, *bed.session).value_or(""));
@@ -48,6 +62,7 @@ void remove_all(Bed &bed, const Names &nodes) {
 
 void open(Bed &bed) {
   require_database(bed);
+  require_missing_names(bed);
   require_no_watch(bed.c, *bed.session, Prefix(bed.c, *bed.session).full_name(0));
   require_free(bed.c, *bed.session);
   const Names nodes = nodes_there(bed);

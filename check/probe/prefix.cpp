@@ -8,6 +8,7 @@ namespace {
 
 constexpr int32_t kProbed = 100;          // names of a look-up
 constexpr size_t kObjectsPerCall = 1000;  // removed in a call
+constexpr size_t kMostNodes = 100'000;    // that runs may have left
 
 }  // namespace
 
@@ -48,6 +49,9 @@ Names Prefix::nodes_from(int32_t first, int32_t last) const {
       if (there[i]) found.push_back(names[i]);
     }
     any = found.size() > before;
+    if (found.size() > kMostNodes) {
+      throw CallFailed(text("more than ", kMostNodes, " nodes, the last one ", found.back()));
+    }
   }
   return found;
 }
