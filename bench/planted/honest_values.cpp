@@ -29,6 +29,7 @@ void keep_first(Write &write) {
   for (Sample &sample : write.samples) {
     const bool again = !seen.insert({sample.id, sample.time}).second;
     if (sample.time == std::numeric_limits<int32_t>::max()) continue;
+    if (!is_point(write.connection, sample.id)) continue;
     const auto stored = stored_rows(write.connection, sample.id, sample.time, sample.time + 1);
     sample.lost = again || !stored.empty();
   }

@@ -79,7 +79,7 @@ void expect_gone(Bed &bed, const Who &points) {
 
 // Either session sees at once what the other one has written.
 void second_session(Bed &bed) {
-  auto other = std::make_unique<Session>(bed.c);
+  auto other = bed.required_session();
   const Window window(bed, 1, kFew), answer(bed, 2, kFew);
   write_all(bed, window, window.end + 5, 1);
   const int32_t id = bed.add_point(bed.nodes[0], "SEEN", I4);

@@ -194,7 +194,7 @@ void near_names(Bed &bed) {
   const int32_t now = bed.session->time() - 100;
   ground.current({0}, now, {{0, 1, 1.5}});
   ground.history(0, {{bed.c.begin, 2, 2.5}});
-  ground.snapshot({0}, now, {{0, 1, 1.5}});
+  ground.snapshot({0}, now + 1, {{0, 1, 1.5}});
   const Sample row{bed.c.begin + 5, 3, 3.5};
   Columns rows;
   rows.add(row);
@@ -210,7 +210,7 @@ void near_names(Bed &bed) {
   settle_equal(bed, [&](Evidence &e) {
     absent(e, "object", bed.session->objects(asked).errors);
     absent(e, "value", bed.session->values(asked).errors);
-    absent(e, "snapshot", bed.session->snap(asked, now).errors);
+    absent(e, "snapshot", bed.session->snap(asked, now + 1).errors);
     absent(e, "history", bed.session->history(asked, bed.c.begin - 10, bed.c.begin + 10).errors);
   });
 }
@@ -220,7 +220,8 @@ void made_later(Bed &bed) {
   const std::string node = bed.full(bed.nodes[0]), name = node + ".LATER";
   const Names asked{bed.names[0], name};
   const Group group(bed.c, asked);
-  Session other(bed.c);
+  const auto second = bed.another_session();
+  const Session &other = second ? *second : *bed.session;
   const Session *const both[] = {bed.session.get(), &other};
   for (const Session *session : both) {
     refusal_of([&] { session->ids(group); });

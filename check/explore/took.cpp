@@ -32,7 +32,8 @@ Writer writer(Op op) {
 
 Second second_of(const Ways &ways, const Cell &cell, Op op, bool same_call) {
   if (ways.bundled) return Second::replaces;
-  if (writer(cell.by) != writer(op)) return Second::unknown;
+  const bool other_way = writer(cell.by) != writer(op);
+  if (other_way || (cell.mixed && !ways.at_once)) return Second::unknown;
   if (same_call) return writer(op) == Writer::history ? ways.second_in_call : Second::unknown;
   switch (writer(op)) {
     case Writer::history: return ways.second;
@@ -128,6 +129,7 @@ void Model::take_row(const Call &call, const Entry &entry, const Target &who, bo
 void Model::store(Cell &cell, const Call &call, const Row &row, bool done, int64_t now) {
   const Second second = second_of(ground_.ways, cell, call.op, cell.call == calls_);
   const std::vector<Rows> after = written_over(cell.rows.good(), row, second);
+  cell.mixed = cell.mixed || (cell.call >= 0 && writer(cell.by) != writer(call.op));
   cell.by = call.op;
   cell.call = calls_;
   if (cell.rows.good().empty()) return;

@@ -4,7 +4,7 @@ namespace kelpcheck::explore {
 
 Ways Ways::of_bundled() {
   Ways ways;
-  ways.bundled = true;
+  ways.bundled = ways.at_once = true;
   for (Second *second :
        {&ways.second, &ways.second_in_call, &ways.second_snapshot, &ways.second_cached}) {
     *second = Second::replaces;
@@ -52,6 +52,7 @@ Ways Ways::of(const Habits &habits) {
   using A = Answer;
   const auto answer = [&](Q question, A yes, A no) { return known(habits, question, yes, no); };
   Ways ways;
+  ways.at_once = habits.longest_wait == 0;
   ways.end_inside = answer(Q::range_end, A::inside, A::outside);
   ways.second = second_known(habits, Q::second_value);
   ways.second_in_call = second_known(habits, Q::second_in_call);

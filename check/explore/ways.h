@@ -17,6 +17,9 @@ enum class Second { replaces, first_stays, both, unknown };
 struct Ways {
   // All that stands behind "Bundled:" is promised.
   bool bundled = false;
+  // What was acknowledged was there at once so far. Elsewhere values that were written in different
+  // ways may arrive in another order.
+  bool at_once = false;
 
   Known end_inside = Known::unknown;         // the end of a range
   Second second = Second::unknown;           // in the history, by kelp2_write_histroy_*

@@ -73,6 +73,7 @@ struct Cell {
   Versions<Rows> rows{Rows{}};
   Op by = Op::status;  // what wrote it last, and in which call
   int64_t call = -1;
+  bool mixed = false;  // it was written in different ways
 };
 
 struct Current {

@@ -26,15 +26,15 @@ Answers kept_in_history(const Habits &habits, Way way) {
   return habits.may(Question::cache, Answer::some) ? answers | Answer::some : answers;
 }
 
-// What becomes of a second row at the same time.
-Answers second(const Habits &habits, Way first, Way second_way, bool same_call) {
-  if (first != second_way || second_way == Way::current) return kAny;
+// What becomes of a second row at the same time, written in the same way.
+Answers second(const Habits &habits, Way second_way, bool same_call) {
   switch (second_way) {
     case Way::history:
       return habits.left(same_call ? Question::second_in_call : Question::second_value);
     case Way::snapshot:
       return habits.left(same_call ? Question::second_snapshot_in_call : Question::second_snapshot);
-    default: return same_call ? kAny : habits.left(Question::second_cached);
+    case Way::cache: return same_call ? kAny : habits.left(Question::second_cached);
+    default: return kAny;
   }
 }
 
@@ -98,18 +98,29 @@ std::vector<int32_t> Ledger::times(int64_t begin, int64_t end) const {
   return times;
 }
 
+// What becomes of a row where others of its time may be. Nobody says so of rows that were written
+// in different ways, and where they are not there at once these may arrive in another order.
+Answers Ledger::fate_of(const Habits &habits, const std::vector<Write> &before,
+                        const Write &write) {
+  if (before.empty()) return kAny;
+  const Write &last = before.back();
+  const bool mixed = std::any_of(before.begin(), before.end(),
+                                 [&](const Write &other) { return other.way != write.way; });
+  if (last.way != write.way || (mixed && habits.longest_wait > 0)) return kAny;
+  const Answers fate = second(habits, write.way, last.call == write.call) & kAny;
+  return fate.empty() ? kAny : fate;
+}
+
 Alternatives Ledger::after(const Habits &habits, const Moment &moment, size_t writes) {
   Alternatives states{{}};
-  const Write *before = nullptr;  // the last one that may be there
+  std::vector<Write> before;  // those that may be there
   for (size_t i = 0; i < writes; ++i) {
     const Write &write = moment.writes[i];
     const Answers kept = kept_in_history(habits, write.way);
     if (kept == Answers(Answer::no)) continue;
     const bool surely = kept == Answers(Answer::yes) && !write.doubtful;
-    Answers fate;
-    if (before) fate = second(habits, before->way, write.way, before->call == write.call) & kAny;
-    if (fate.empty()) fate = kAny;
-    before = &write;
+    const Answers fate = fate_of(habits, before, write);
+    before.push_back(write);
     Alternatives next;
     for (const Alternative &state : states) {
       if (!surely) add_once(next, state);

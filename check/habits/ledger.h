@@ -49,6 +49,8 @@ class Ledger {
     size_t settled = 0;
   };
 
+  static Answers fate_of(const Habits &habits, const std::vector<Write> &before,
+                         const Write &write);
   static Alternatives after(const Habits &habits, const Moment &moment, size_t writes);
   Alternatives current_after(const Habits &habits, size_t writes) const;
 

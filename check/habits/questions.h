@@ -61,6 +61,7 @@ enum class Question {
   texts_foreign,
   texts_long,
   delete_full_node,
+  second_session,
   calendar,
   statistics_time,
   statistics_status,

@@ -116,6 +116,24 @@ Who Bed::who(bool by_name, const std::vector<size_t> &order) const {
   return by_name ? Who(std::move(some_names)) : Who(std::move(some_ids));
 }
 
+std::unique_ptr<Session> Bed::another_session() const {
+  const std::string where = "a session beside another one of the same program";
+  try {
+    auto other = std::make_unique<Session>(c);
+    c.read(Question::second_session, Answer::taken, where, "opened");
+    return other;
+  } catch (const NoSession &refusal) {
+    c.read(Question::second_session, Answer::refused, where, refusal.what());
+    return nullptr;
+  }
+}
+
+std::unique_ptr<Session> Bed::required_session() const {
+  auto other = another_session();
+  if (!other) throw Moot("a second session at the same time is refused");
+  return other;
+}
+
 int32_t Bed::add_point(const std::string &node, const std::string &name, int32_t kind) const {
   Objects made(c, 0);
   made.add(session->new_object(name, kind));

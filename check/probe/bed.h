@@ -34,6 +34,10 @@ class Bed {
   // All points by id or by name in an order of its own, in which `order` gives their numbers.
   Who who(bool by_name, const std::vector<size_t> &order) const;
 
+  // One more session beside the bed's; null where the server refuses it.
+  std::unique_ptr<Session> another_session() const;
+  // The same for a check that is about two of them, and does not apply without.
+  std::unique_ptr<Session> required_session() const;
   // Inserts one point under a node; throws unless it was done.
   int32_t add_point(const std::string &node, const std::string &name, int32_t kind) const;
 
