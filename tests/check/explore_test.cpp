@@ -85,6 +85,22 @@ TEST(Model, OfTwoValuesTakesThoseThatAServerMayKeep) {
   }
 }
 
+TEST(Model, WhereServersAreLateTakesValuesOfSeveralWaysInAnyOrder) {
+  for (const bool at_once : {true, false}) {
+    Ways ways;
+    ways.at_once = at_once;
+    ways.second = Second::replaces;
+    ways.snap_in_history = Known::yes;
+    Model model = model_with_point(ways);
+    Call snapshot = write(1);
+    snapshot.op = Op::write_snap;
+    snapshot.time = kTime;
+    for (const Call &call : {snapshot, write(2), write(3)}) model.took(call, kAcknowledged, 0);
+    EXPECT_EQ(judge(model, "0 3", 100 * kSecond), "right");
+    EXPECT_EQ(judge(model, "0 1", 100 * kSecond), at_once ? "wrong" : "right");
+  }
+}
+
 TEST(Model, WaitsForWhatWasAcknowledgedAndForNothingElse) {
   Model model = model_with_point(Ways::of_bundled());
   model.took(write(1), kAcknowledged, 50 * kSecond);

@@ -147,6 +147,14 @@ TEST(Ledger, AllowsWhatTheHabitsLeave) {
   }
 }
 
+TEST(Ledger, AllowsAnyOrderOfSeveralWaysWhereAServerIsLate) {
+  Habits habits = habits_of({{Q::second_value, A::replaces}, {Q::snapshot_in_history, A::yes}});
+  const Ledger ledger = ledger_of({{kSnapshot, 1, 1}, {kHistory, 2, 2}, {kHistory, 3, 3}});
+  EXPECT_FALSE(values(ledger.settled(habits, kTime)).contains("1"));
+  habits.longest_wait = 0.05;
+  EXPECT_TRUE(values(ledger.settled(habits, kTime)).contains("1"));
+}
+
 TEST(Ledger, KnowsTheCurrentValueByTheOrderOfTheCalls) {
   for (const auto &[name, known, writes, expected] : kCurrentCases) {
     EXPECT_EQ(values(ledger_of(writes).current_settled(habits_of(known))), expected) << name;
