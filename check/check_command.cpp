@@ -44,8 +44,10 @@ class CheckCommand : public Command {
 
 void CheckCommand::add_options(CLI::App &app) {
   app.footer(
-      "Exit status: 0 all passed, 1 not all passed, 2 wrong usage or report not written,\n"
-      "3 no connection, 4 something that the verdict rests on could not be found out.");
+      "Exit status: 0 all passed, 1 something failed, 2 wrong usage, refused (no such database,\n"
+      "or a prefix that another run uses) or a report that cannot be written, 3 no connection,\n"
+      "4 unknown: nothing failed, but something that the verdict depends on could not be\n"
+      "found out, 128 + signal interrupted.");
   add_server_options(app, o_.server);
   add_extent(app);
   add_sequences(app);
@@ -62,7 +64,8 @@ void CheckCommand::add_extent(CLI::App &app) {
   app.add_option("--max-skew", o_.max_skew, "Seconds between this host's clock and the server's")
       ->check(CLI::NonNegativeNumber)
       ->group(group);
-  app.add_option("--settle", o_.settle, "Seconds until what was acknowledged can be read")
+  app.add_option("--settle", o_.settle,
+                 "Seconds that a server has until acknowledged values can be read")
       ->check(CLI::Range(0.0, 3600.0))
       ->group(group);
   app.add_option_function<std::string>(
@@ -75,11 +78,12 @@ void CheckCommand::add_extent(CLI::App &app) {
            }
            o_.begin = static_cast<int32_t>(time);
          },
-         "When the run's data begin: YYYYMMDDhhmmss or ISO 8601, UTC [20120831170000]")
+         "Time of the run's first values: YYYYMMDDhhmmss or ISO 8601, UTC [20120831170000]")
       ->group(group);
-  app.add_option("--expect", o_.expect,
-                 "Take for promises: bundled, the bundled library's habits; or a JSON report, "
-                 "those of that run")
+  app.add_option(
+         "--expect", o_.expect,
+         "Treat habits as promises: those of the bundled library (bundled), or those that an "
+         "earlier run found (its JSON report)")
       ->group(group);
   app.add_option("--only", o_.only, "Run only these checks: names, families, or with * and ?")
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
@@ -94,18 +98,19 @@ void CheckCommand::add_extent(CLI::App &app) {
 }
 
 void CheckCommand::add_sequences(CLI::App &app) {
-  const char *group = "Sequences of calls that nobody wrote (explore.*)";
+  const char *group = "Random sequences of calls (explore.*)";
   app.add_option("--explore", o_.explore, "Seconds to spend on them; 0 for none")
       ->check(CLI::Range(0.0, 86'400.0))
       ->group(group);
-  app.add_option("--explore-calls", o_.explore_calls, "How many calls, whatever they take")
+  app.add_option("--explore-calls", o_.explore_calls, "Calls to make, instead of a time")
       ->check(CLI::NonNegativeNumber)
       ->group(group);
   o_.seed = std::random_device{}();
-  app.add_option("--seed", o_.seed, "What they are made from; the same calls come of the same one")
-      ->default_str("another one each time")
+  app.add_option("--seed", o_.seed, "Random seed; the same seed makes the same calls")
+      ->default_str("a new one each time")
       ->group(group);
-  app.add_option("--reproduce", o_.reproduce, "C program that shows the difference they find")
+  app.add_option("--reproduce", o_.reproduce,
+                 "File for a C program that shows the difference that they find")
       ->group(group);
 }
 

@@ -1,5 +1,5 @@
-// A password is taken from -P, else from the file, else from KELP_PASSWORD; wherever it stood in
-// the memory that the process list shows it is overwritten.
+// The password comes from -P, else from the file, else from KELP_PASSWORD. It is overwritten
+// wherever it stood in the memory that the process list shows.
 #include "command_line.h"
 
 #include <CLI/CLI.hpp>
@@ -66,12 +66,13 @@ void add_password(CLI::App &app, ServerOptions &o) {
   });
 }
 
-// Options in front of a command's word would be those of the checks.
+// In front of a command's name they would be options of the checks.
 void refuse_options_before_command(const CLI::App &app) {
   if (app.get_subcommands().empty()) return;
   for (const CLI::Option *option : app.get_options()) {
     if (option->count() > 0)
-      throw CLI::ValidationError(option->get_name(), "stands before the command; put it behind");
+      throw CLI::ValidationError(option->get_name(),
+                                 "stands before the command; put it after the command");
   }
 }
 
@@ -97,7 +98,7 @@ void add_server_options(CLI::App &app, ServerOptions &o) {
   app.add_option("-L,--route", o.route, "Route of the library's buffer")->group(group);
   app.add_option("-S,--size", o.size, "Size of that buffer")->group(group);
   app.add_option("-D,--database", o.database, "Database to work under")->group(group);
-  app.add_option("--prefix", o.prefix, "What the names of the test nodes begin with")
+  app.add_option("--prefix", o.prefix, "Prefix of the test nodes' names")
       ->check(kOwnName)
       ->group(group);
   require_range(app.add_option("--timeout", o.timeout, "Seconds that a call may take"), 0.1, 86'400)

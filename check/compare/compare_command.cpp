@@ -26,7 +26,7 @@ double parse_share(const std::string &text) {
   const std::string rest = text.substr(used);
   const bool good = used > 0 && (rest.empty() || rest == "%" || rest == " %");
   if (!good || !(number >= 0 && number <= most))
-    throw CLI::ValidationError("--tolerance", "\"" + text + "\" is no share such as 10%");
+    throw CLI::ValidationError("--tolerance", "\"" + text + "\" is not a percentage such as 10%");
   return number / percent;
 }
 
@@ -34,7 +34,7 @@ class CompareCommand : public Command {
  public:
   std::string name() const override { return "compare"; }
   std::string summary() const override {
-    return "Compares two JSON reports of the same kind: whether it got worse.";
+    return "Compares two JSON reports of the same kind and says whether it got worse.";
   }
   void add_options(CLI::App &app) override;
   int run() override;
@@ -47,13 +47,13 @@ class CompareCommand : public Command {
 
 void CompareCommand::add_options(CLI::App &app) {
   app.footer("Exit status: 0 not worse, 1 worse, 2 not comparable or wrong usage.");
-  app.add_option("OLD.json", old_file_, "The report of before")->required();
-  app.add_option("NEW.json", new_file_, "The report of now")->required();
+  app.add_option("OLD.json", old_file_, "The older report")->required();
+  app.add_option("NEW.json", new_file_, "The newer report")->required();
   app.add_option_function<std::string>(
          "--tolerance", [this](const std::string &text) { tolerance_ = parse_share(text); },
-         "A change of a time or rate that is no difference")
+         "Largest change of a time or rate that does not count")
       ->default_str("10%");
-  app.add_flag("--strict", strict_, "Changed habits are worse, too");
+  app.add_flag("--strict", strict_, "Count changed habits as worse, too");
   app.add_option("--html", html_, "HTML file (- is standard output)");
   app.add_flag("--quiet", quiet_, "Print only what differs, and the verdict");
 }

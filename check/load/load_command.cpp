@@ -25,7 +25,8 @@ class LoadCommand : public Command {
   LoadCommand() { o_.server.prefix = "KELPLOAD"; }
   std::string name() const override { return "load"; }
   std::string summary() const override {
-    return "Measures how much a historian takes, and how long its calls take at a rate.";
+    return "Measures how many values a historian takes, and how long its calls take at a given "
+           "rate.";
   }
   void add_options(CLI::App &app) override;
   int run() override;
@@ -59,8 +60,9 @@ void add_parsed(CLI::App &app, const std::string &name, const std::string &help,
 
 void LoadCommand::add_options(CLI::App &app) {
   app.footer(
-      "Exit status: 0 measured, 1 rows read back wrong, 2 wrong usage or report not written,\n"
-      "3 no connection, 4 nothing measured.");
+      "Exit status: 0 measured, 1 rows read back wrong, 2 wrong usage, refused (a prefix that\n"
+      "another run uses) or a report that cannot be written, 3 no connection, 4 nothing\n"
+      "measured, 128 + signal interrupted.");
   add_server_options(app, o_.server);
   add_load(app);
   add_report_options(app, o_.reports);
@@ -85,18 +87,18 @@ void LoadCommand::add_load(CLI::App &app) {
   app.add_option("--points", o_.points, "Points of each session")
       ->check(CLI::Range(1, 100'000))
       ->group(group);
-  app.add_option("--rows", o_.rows, "Rows of one point in a call, and of each one before reads")
+  app.add_option("--rows", o_.rows, "Rows of one point in a call, and of each point before reads")
       ->check(CLI::Range(1, 1'000'000))
       ->group(group);
-  add_parsed(app, "--for", "How long", parse_duration, o_.seconds, "10s");
-  add_parsed(app, "--begin", "The time of the first rows", parse_date, o_.begin,
+  add_parsed(app, "--for", "How long to load", parse_duration, o_.seconds, "10s");
+  add_parsed(app, "--begin", "Time of the first rows", parse_date, o_.begin,
              "2012-08-31T17:00:00Z");
   app.add_flag("--find-limit", o_.find_limit,
-               "Search the highest rate that the server keeps up with")
+               "Search for the highest rate that the server keeps up with")
       ->group(group);
-  add_parsed(app, "--within", "In which 99 % of the calls have to be done", parse_duration,
+  add_parsed(app, "--within", "Time within which 99 % of the calls have to be done", parse_duration,
              o_.within, "100ms");
-  app.add_flag("!--no-read-back", o_.read_back, "Do not look whether the rows are there")
+  app.add_flag("!--no-read-back", o_.read_back, "Do not check that the rows are there")
       ->always_capture_default(false)
       ->group(group);
   app.add_flag("--keep", o_.keep, "Leave the rows on the server")->group(group);

@@ -47,7 +47,7 @@ code { font: .87em/1.5 ui-monospace, "SF Mono", "DejaVu Sans Mono", Menlo, Conso
 .wide { overflow-x: auto } .wide svg, .wide table { min-width: 760px }
 .wide td, .wide th { padding: 3px 0 3px 14px; white-space: nowrap; font-size: 13px }
 .wide td:first-child, .wide th:first-child { padding-left: 0 }
-.wide .wrap { white-space: normal }
+.wide .wrap { white-space: normal; min-width: 8em } .wide .wrap:last-child { min-width: 16em }
 svg { display: block; width: 100%; height: auto; font-size: 12px }
 svg text { fill: var(--ink) } svg .tick { fill: var(--soft); font-size: 11px }
 svg .head { font-weight: 600 } .middle { text-anchor: middle } .end { text-anchor: end }

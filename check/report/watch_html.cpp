@@ -49,7 +49,7 @@ std::string strip(const WatchReport &report, const WatchWords &words) {
   const std::string per_column = report.line.steps_per_column == 1
                                      ? "each step"
                                      : "each " + counted(report.line.steps_per_column, "step");
-  return "<h2>Along the time (UTC)</h2>\n<p class=\"key\"><i class=\"k-sq o-ack\"></i>acknowledged "
+  return "<h2>Over time (UTC)</h2>\n<p class=\"key\"><i class=\"k-sq o-ack\"></i>acknowledged "
          "<i class=\"k-sq o-fail\"></i>failed <i class=\"k-sq o-unk\"></i>unknown "
          "<i class=\"k-sq o-skip\"></i>skipped <i class=\"k-sq o-gap\"></i>not watched "
          "<i class=\"k-median\"></i>a write, typical, and the longest of " +

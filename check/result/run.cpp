@@ -7,7 +7,7 @@ namespace kelpcheck {
 std::string JudgedLibrary::words() const {
   if (path.empty()) return "none with kelp2_init";
   const std::string sum = sha256.empty() ? "not known: there is no sha256sum" : sha256;
-  return text(size, " bytes, SHA-256 ", sum);
+  return text(with_thousands(size), " bytes, SHA-256 ", sum);
 }
 
 std::string Server::where() const {

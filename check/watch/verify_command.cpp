@@ -18,7 +18,7 @@ class VerifyCommand : public Command {
   VerifyCommand() { o_.server.prefix = "KELPWATCH"; }
   std::string name() const override { return "verify"; }
   std::string summary() const override {
-    return "Reads back what a watch wrote, and tells what is lost.";
+    return "Reads back what a watch wrote, and says what is lost.";
   }
   void add_options(CLI::App &app) override;
   int run() override;
@@ -47,10 +47,10 @@ double parse_share(const std::string &words) {
 
 void VerifyCommand::add_options(CLI::App &app) {
   app.footer(
-      "Exit status: 0 nothing lost, 1 something lost, changed, foreign or stale, 2 wrong usage or "
-      "a\n"
-      "journal that cannot be used, 3 no connection, 4 nobody can know, 128 + signal interrupted.\n"
-      "The server is the journal's where no option says otherwise; the password never is.");
+      "Exit status: 0 nothing lost, 1 something lost, changed, foreign or stale, 2 wrong usage\n"
+      "or a journal that cannot be used, 3 no connection, 4 nobody can know, 128 + signal\n"
+      "interrupted. The server comes from the journal unless an option names another one; the\n"
+      "password is never in it.");
   app.add_option("journal", o_.journal, "The journal of a watch")->required();
   add_server_options(app, o_.server);
   const char *group = "Verification";
@@ -63,7 +63,8 @@ void VerifyCommand::add_options(CLI::App &app) {
       ->check([](const std::string &text) { return complaint_of([&] { parse_share(text); }); })
       ->group(group);
   app.add_flag("--remove", o_.remove, "Remove the watch's tree after the verdict")->group(group);
-  app.add_option("--settle", settle_, "Seconds that values have until they must be readable")
+  app.add_option("--settle", settle_,
+                 "Seconds that a server has until acknowledged values can be read")
       ->check(CLI::Range(0.1, 3600.0))
       ->group(group);
   add_report_options(app, o_.reports);

@@ -25,7 +25,7 @@ class WatchCommand : public Command {
   WatchCommand() { o_.server.prefix = "KELPWATCH"; }
   std::string name() const override { return "watch"; }
   std::string summary() const override {
-    return "Writes a value to every point at every step, through outages, and tells what is lost.";
+    return "Writes a value to every point at every step, through outages, and says what is lost.";
   }
   void add_options(CLI::App &app) override;
   int run() override;
@@ -42,15 +42,14 @@ class WatchCommand : public Command {
 
 void WatchCommand::add_options(CLI::App &app) {
   app.footer(
-      "Exit status: 0 nothing lost, 1 something lost, changed, foreign or stale, 2 wrong usage or "
-      "a\n"
-      "journal that cannot be used, 3 no connection, 4 nobody can know, 128 + signal interrupted\n"
-      "a second time.");
+      "Exit status: 0 nothing lost, 1 something lost, changed, foreign or stale, 2 wrong usage\n"
+      "or a journal or tree that cannot be used, 3 no connection, 4 nobody can know, 128 +\n"
+      "signal interrupted a second time.");
   add_server_options(app, o_.server);
   const char *group = "Watch";
   app.add_option("--journal", o_.journal,
-                 "File that keeps what was acknowledged; gone on with if "
-                 "it is one")
+                 "File that records what was acknowledged; if it exists, "
+                 "the watch goes on with it")
       ->required()
       ->group(group);
   app.add_option("--points", o_.points, "Points")->check(CLI::Range(1, 100'000))->group(group);
@@ -62,7 +61,8 @@ void WatchCommand::add_options(CLI::App &app) {
                  "interrupted")
       ->check([](const std::string &text) { return complaint_of([&] { parse_duration(text); }); })
       ->group(group);
-  app.add_option("--settle", o_.settle, "Seconds that values have until they must be readable")
+  app.add_option("--settle", o_.settle,
+                 "Seconds that a server has until acknowledged values can be read")
       ->check(CLI::Range(0.1, 3600.0))
       ->group(group);
   add_report_options(app, o_.reports);

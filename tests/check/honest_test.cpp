@@ -90,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"realtime_not_in_history", "server.ways", "current.history", "not in the history"},
         {"snapshots_interpolated", "snapshot.byid.roundtrip", "snapshot.between",
          "one on the line between them"},
-        {"cache_never", "cache.one.roundtrip", "cache.history", "not while a run waits"},
+        {"cache_never", "cache.one.roundtrip", "cache.history", "not while the run waits for them"},
         {"before_1970_refused", "sweep.times.history", "times.before_1970", "refused"},
         {"ax_is_float", "server.numbers", "value.ax_wide", "rounded"},
         {"nodes_go_with_their_points", "server.tree", "tree.delete_full_node", "deletes them too"},
