@@ -13,6 +13,7 @@ build_packages() {
   compile="$(dpkg-buildflags --get CPPFLAGS) $(dpkg-buildflags --get CXXFLAGS)"
   link=$(dpkg-buildflags --get LDFLAGS)
   cmake -S . -B "$folder" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_BUILD_TYPE=None \
+    -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON \
     -DCMAKE_BUILD_WITH_INSTALL_RPATH=ON -DCMAKE_CXX_FLAGS="$compile" \
     -DCMAKE_EXE_LINKER_FLAGS="$link" -DCMAKE_SHARED_LINKER_FLAGS="$link" &&
     cmake --build "$folder" -j "$(nproc)" && (cd "$folder" && cpack)
