@@ -1,5 +1,5 @@
 // What a large backlog costs: a store over a file is written to once a second, so often that its
-// samples wait to be merged; then how long calls take that meet them, and what is asked in SQL.
+// samples wait to be merged; then it shows how long calls and queries in SQL take that meet them.
 //
 //   backlog FILE POINTS CALLS [samples=N]    with N samples (0) to begin with
 #include <sqlite3.h>

@@ -2,9 +2,8 @@
 // transaction of the statements that it takes. Snapshots are put aside as they come, one row of
 // bytes per call, and sorted into the table of samples by the first call that reads them there.
 //
-// Options, separated by commas: `plain` is the shape that a program would have that took no
-// thought, one upsert per row, everything straight into the table of samples; others are pragmas,
-// NAME=VALUE, to try settings.
+// Options, separated by commas: `plain` is what a naive program would do, one upsert for each row,
+// everything straight into the table of samples; others are pragmas, NAME=VALUE, to try settings.
 #include <algorithm>
 #include <cstring>
 #include <ctime>

@@ -1,6 +1,6 @@
-// A libkelpapi2 that does nothing: with it in the place of the real one, what a run of kelptest
-// takes is kelptest's own. Everything succeeds, and every history has 360 rows. Arrays are left as
-// kelptest clears them, objects and results are null.
+// A libkelpapi2 that does nothing: if it takes the place of the real one, what a run of kelptest
+// takes is the time of kelptest itself. Everything succeeds, and every history has 360 rows. Arrays
+// are left as kelptest clears them, objects and results are null.
 #include <kelpapi2.h>
 
 #include <cstdio>

@@ -1,6 +1,6 @@
 // Shows what the latency of a network costs: a relay on the loopback between clients and a server,
-// which hands on every piece, in both directions, so many milliseconds after it came. A direction
-// has a thread that takes and one that hands on, so that neither holds up the other.
+// which passes on every piece, in both directions, so many milliseconds after it came. Each
+// direction has a thread that receives and one that sends, so that neither holds up the other.
 //
 //   relay PORT SERVER_PORT MILLISECONDS
 #include <arpa/inet.h>

@@ -1,8 +1,8 @@
 // What the floors have in common. A floor is the least that a run of kelptest can cost over one
 // database: a libkelpapi2 of straight lines, which kelptest itself drives. stand_in.cpp has the
 // operations of the library; a floor has, for each thing that a database is asked for, the one
-// statement or few that it takes. Tables and settings are the bundled library's own. What fails
-// ends the program, and what a run over an empty store does not ask for is not there.
+// statement or few that it takes. Tables and settings are the bundled library's own. A failure ends
+// the program, and what a run over an empty store does not need is missing.
 #pragma once
 
 #include <memory>

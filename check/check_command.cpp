@@ -1,4 +1,4 @@
-// What runs without a word: the checks, with a verdict, figures and reports.
+// The program without a command: the checks, with a verdict, figures and reports.
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>

@@ -1,4 +1,4 @@
-// The child's side of a family.
+// The part of a family that runs in the child.
 #pragma once
 
 #include "checks/families.h"

@@ -1,5 +1,5 @@
-// A second program beside kelptest: whether a historian does what its client library promises, with
-// proof, figures and a report.
+// kelpcheck says whether a historian does what its client library promises, with evidence, figures
+// and a report.
 #include <csignal>
 #include <iostream>
 

@@ -1,4 +1,4 @@
-// Which checks run, by family, in the order in which they do.
+// Which checks run, by family and in the order in which they run.
 #pragma once
 
 #include "checks/families.h"

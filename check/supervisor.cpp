@@ -255,7 +255,7 @@ void Supervisor::tell_habits() {
   }
   if (habits_.longest_wait > 0) {
     add_finding(
-        {"Longest wait for something acknowledged", duration_text(habits_.longest_wait * 1e9)});
+        {"Longest wait for acknowledged values", duration_text(habits_.longest_wait * 1e9)});
   }
   if (limits_.rows > 0) add_finding({"Rows that a call writes", text(limits_.rows, " at most")});
   if (limits_.objects > 0) {

@@ -1,5 +1,5 @@
 // Runs a plan. Every family runs in a child process, which is ended when a call takes too long, and
-// whose end, however it comes, is the verdict on the check that ran.
+// however it ends, that decides the check that ran.
 #pragma once
 
 #include <functional>

@@ -1,4 +1,4 @@
-// Faulty servers: fields of objects that come back other than they were set.
+// Faulty servers: fields of objects that are read back with other values than were set.
 #include <algorithm>
 
 #include "servers.h"

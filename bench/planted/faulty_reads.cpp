@@ -1,4 +1,4 @@
-// Faulty servers: current values and snapshots that are read wrong.
+// Faulty servers: current values and snapshots that are read wrongly.
 #include <algorithm>
 #include <limits>
 

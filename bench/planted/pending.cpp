@@ -1,4 +1,4 @@
-// Rows that a server has acknowledged and hands on to the store later. They are in a file, because
+// Rows that a server has acknowledged and passes on to the store later. They are in a file, because
 // they belong to the server and not to the program that wrote them.
 #include <fcntl.h>
 #include <sys/file.h>

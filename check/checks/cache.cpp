@@ -1,5 +1,5 @@
 // The cache: rows of many points in one call, and of one point. What the server does with them, and
-// when, is its own affair; but once they can be read they must be the ones that were written.
+// when, is up to the server; but once they can be read they must be the ones that were written.
 #include <algorithm>
 
 #include "checks/expect.h"
@@ -57,7 +57,7 @@ void one_by_one(Bed &bed) {
 Family cache_family() {
   return {"cache",
           Tree::made,
-          {{"cache.batch.roundtrip", "Rows of many points in one call are read back, every one.",
+          {{"cache.batch.roundtrip", "All rows of many points, written in one call, are read back.",
             batch, 8},
            {"cache.one.roundtrip", "So are rows of one point.", one_by_one, 8}}};
 }

@@ -1,6 +1,6 @@
 // The server's clock, and the library's calendar against one calculated here. Whether the library
-// counts in UTC, in this host's local time or with a fixed offset is up to it; whichever it is must
-// hold for every date.
+// counts in UTC, in this host's local time or with a fixed offset is up to it; but it has to be the
+// same for every date.
 #include <chrono>
 #include <ctime>
 #include <functional>
@@ -172,18 +172,17 @@ void every_day(Bed &bed) {
 }  // namespace
 
 Family clock_family() {
-  return {"clock",
-          Tree::none,
-          {{"clock.skew", "The server's clock is not far from this host's.", now},
-           {"clock.runs", "The server's clock goes forward, a second each second.", runs},
-           {"clock.dates",
-            "Encoding and decoding are inverse and right at leap days, ends of months "
-            "and years, and the ends of the scale.",
-            dates},
-           {"clock.every_day",
-            "So they are on every day from 1901 to 2038 and in every minute of a "
-            "day.",
-            every_day}}};
+  return {
+      "clock",
+      Tree::none,
+      {{"clock.skew", "The server's clock is not far from this host's.", now},
+       {"clock.runs", "The server's clock runs, one second each second.", runs},
+       {"clock.dates",
+        "Encoding and decoding are inverse and right at leap days, ends of months "
+        "and years, and the ends of the scale.",
+        dates},
+       {"clock.every_day",
+        "They are so on every day from 1901 to 2038, and in every minute of a day.", every_day}}};
 }
 
 }  // namespace kelpcheck

@@ -1,5 +1,5 @@
-// Sessions: several at a time, one after the other, in one process and in the next one; and what is
-// asked of things that do not exist.
+// Sessions: several at a time, one after the other, in one process and in the next one; and calls
+// for things that do not exist.
 #include <algorithm>
 
 #include "checks/expect.h"
@@ -178,29 +178,28 @@ void unknown(Bed &bed) {
 }  // namespace
 
 Family connection_family() {
-  return {"connection",
-          Tree::made,
-          {{"connection.status", "A session that works has status 0, and no session has another.",
-            status},
-           {"connection.databases", "The database is listed, once.", databases},
-           {"connection.second_session",
-            "A second session at the same time sees at once what the "
-            "first one wrote, and the other way round.",
-            second_session, 4},
-           {"connection.unknown",
-            "An unknown point among others has an entry that says so, in "
-            "every operation; the others have theirs.",
-            unknown},
-           {"connection.reopen", "After closing and connecting again everything is still there.",
-            reopen, 3}}};
+  return {
+      "connection",
+      Tree::made,
+      {{"connection.status", "A working session has status 0, and null has another status.",
+        status},
+       {"connection.databases", "The database is listed, once.", databases},
+       {"connection.second_session", "Two sessions at the same time see what the other one wrote.",
+        second_session, 4},
+       {"connection.unknown",
+        "In every operation, an unknown point among others has an entry that says so; the others "
+        "are done.",
+        unknown},
+       {"connection.reopen",
+        "Everything is still there after closing the session and connecting again.", reopen, 3}}};
 }
 
 Family restart_family() {
-  return {"restart",
-          Tree::found,
-          {{"restart.next_process",
-            "What a process wrote before it ended is found by the next one.", next_process, 2}},
-          "connection.reopen"};
+  return {
+      "restart",
+      Tree::found,
+      {{"restart.next_process", "A process finds what the one before it wrote.", next_process, 2}},
+      "connection.reopen"};
 }
 
 }  // namespace kelpcheck

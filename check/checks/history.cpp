@@ -248,17 +248,14 @@ Family history_family() {
         "A query gives the rows of its range and no others, at its ends and "
         "across blocks too.",
         ranges, 5},
-       {"history.interleaved",
-        "Results that are open at the same time do not disturb each "
-        "other.",
+       {"history.interleaved", "Results that are open at the same time do not disturb each other.",
         interleaved, 8},
        {"history.overwrite",
-        "Where a time is written twice one of the two stays, whole and "
-        "for all rows alike.",
+        "If a time is written twice, one of the two values stays unchanged, and the same one for "
+        "all rows.",
         overwrite, 8},
        {"history.failed_entry",
-        "A point that does not exist has an entry and no rows; the "
-        "others have theirs.",
+        "A point that does not exist has a failed entry and no rows; the others have theirs.",
         failed_entry, 4}}};
 }
 

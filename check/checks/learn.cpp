@@ -240,26 +240,33 @@ Family habits_family() {
   return {
       "habits",
       Tree::few,
-      {{"habits.begin", "A row of history is taken.", begin_of_data},
-       {"habits.ranges", "Whether the end of a range belongs to it is always the same.", range_end},
+      {{"habits.begin", "The server accepts a row of history.", begin_of_data},
+       {"habits.ranges", "The end of a range either always belongs to it or never does.",
+        range_end},
        {"habits.second_value",
-        "Of two values at one time the same one stays, or both do, each time.", second_value},
+        "Of two values at the same time, always the same one stays, or always both.", second_value},
        {"habits.current",
-        "A current value gives way to one written later; if not to an older one, then "
-        "never.",
+        "A current value written later replaces the one before; one with an older time always "
+        "does, or never.",
         current},
-       {"habits.current_in_history", "Current values become history all, or none, or some.",
+       {"habits.current_in_history", "Current values always, never or partly become history.",
         current_in_history},
-       {"habits.snapshots", "Snapshots are history or not, and set current values or not.",
+       {"habits.snapshots",
+        "Snapshots always or never become history, and always or never set current values.",
         learn_snapshots},
-       {"habits.snapshot_reads", "Between and before values snapshots have what they have.",
+       {"habits.snapshot_reads",
+        "What a snapshot shows between two values, and before the first one, is always the same.",
         learn_between},
-       {"habits.snapshots_of_others", "History and current values are snapshots or are not.",
+       {"habits.snapshots_of_others",
+        "Snapshots always or never show values written to history, and current values.",
         learn_snapshots_of_others},
-       {"habits.second_snapshot", "Of two snapshots at one time the same one stays.",
+       {"habits.second_snapshot", "Of two snapshots at the same time, always the same one stays.",
         learn_second_snapshot},
-       {"habits.fields", "Fields whose meaning is the server's keep what they keep.", learn_fields},
-       {"habits.cache", "Cached rows become history at once, later, in part, or never.", cache}}};
+       {"habits.fields", "Fields that the header leaves to the server always keep the same values.",
+        learn_fields},
+       {"habits.cache",
+        "Cached rows always become history in the same way: at once, later, partly or never.",
+        cache}}};
 }
 
 }  // namespace kelpcheck

@@ -1,6 +1,6 @@
 // Values of all points at one time: as current values and as snapshots, written and read back by id
-// and by name. Snapshots lie in history and are read after all have been written; current values
-// are read after each write, at times that go up to a moment ago by the server's clock.
+// and by name. Snapshots are at times in the past and are read after all have been written; current
+// values are read after each write, at times up to a moment ago by the server's clock.
 #include <algorithm>
 
 #include "checks/expect.h"
@@ -122,7 +122,7 @@ Family values_family() {
             "written last, read by id.",
             roundtrip<Way::current, false>, 4},
            {"values.byname.roundtrip", "The same read by name.", roundtrip<Way::current, true>, 4},
-           {"values.later", "A later value replaces that of its own point and no other.",
+           {"values.later", "A later value replaces the value of its own point and of no other.",
             again<Way::current>},
            {"values.extremes", "Each kind keeps all the values that it can hold.",
             extremes<Way::current>}}};

@@ -1,5 +1,5 @@
-// The begin and the end of a run: it works where it was asked to and nobody else does, only nodes
-// under the prefix are touched, and of them nothing stays.
+// The beginning and the end of a run: it works where it was told to and where nobody else works,
+// touches only nodes under the prefix, and leaves none of them behind.
 #include <algorithm>
 
 #include "checks/expect.h"
@@ -77,18 +77,17 @@ void clean_up(Bed &bed) { remove_all(bed, nodes_there(bed)); }
 }  // namespace
 
 Family open_family() {
-  return {"run",
-          Tree::none,
-          {{"run.open",
-            "A session can be opened, and nothing of an earlier run stays under the "
-            "prefix.",
-            open}}};
+  return {
+      "run",
+      Tree::none,
+      {{"run.open",
+        "A session can be opened, and nothing of an earlier run is left under the prefix.", open}}};
 }
 
 Family cleanup_family() {
   return {"run",
           Tree::none,
-          {{"run.cleanup", "Everything that the run made is removed again.", clean_up, 8}}};
+          {{"run.cleanup", "Everything that the run made is removed.", clean_up, 8}}};
 }
 
 }  // namespace kelpcheck

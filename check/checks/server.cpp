@@ -1,5 +1,5 @@
-// What servers do differently and nobody promises: found out and shown; and what must hold however
-// a server answers those questions.
+// What servers do differently and nobody promises, which is found out and shown; and what must hold
+// whatever they do.
 #include "checks/expect.h"
 #include "checks/ground.h"
 
@@ -95,15 +95,17 @@ void tree(Bed &bed) {
 }  // namespace
 
 Family server_family() {
-  return {"server",
-          Tree::made,
-          {{"server.snapshots", "Of a point without a value nothing is read, nor written.",
-            before_first},
-           {"server.ways",
-            "Before a current value is set a point has none, and neither history nor cache set "
-            "it.",
-            ways},
-           {"server.tree", "A deleted node takes its points along, or neither goes.", tree}}};
+  return {
+      "server",
+      Tree::made,
+      {{"server.snapshots",
+        "Reading a point without a value gives a failed entry and writes nothing else.",
+        before_first},
+       {"server.ways",
+        "A point has no current value before one is set, and neither history nor cache sets it.",
+        ways},
+       {"server.tree", "When a node with points is deleted, its points go with it, or both stay.",
+        tree}}};
 }
 
 }  // namespace kelpcheck

@@ -1,5 +1,5 @@
-// Statistics per interval against a calculation of this tool's own. Servers define some of them
-// differently: which definition it is, is a habit, and the same one for all rows of all points.
+// Statistics of each interval, compared with this program's own calculation. Servers define some of
+// them differently: which definition a server uses is a habit, the same for all rows of all points.
 #include "checks/expect.h"
 #include "checks/statistics_rows.h"
 
@@ -87,8 +87,7 @@ Family statistics_family() {
   return {"statistics",
           Tree::made,
           {{"statistics.byid",
-            "Statistics by id are those of the values written, by definitions that "
-            "hold throughout.",
+            "Statistics by id are those of the written values, always by the same definitions.",
             byid, 8},
            {"statistics.byname", "The same by name.", byname, 8},
            {"statistics.mixed_modes", "Each point of a query has its own mode.", mixed_modes, 2}}};

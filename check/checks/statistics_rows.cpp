@@ -1,5 +1,5 @@
-// Which intervals there are is found first, by the fields that every definition has in common: of
-// all ways to lay them those stay whose rows have the right largest, smallest and mean values.
+// First it finds out which intervals there are, by the fields that all definitions have in common:
+// only those layouts remain whose rows have the right largest, smallest and mean values.
 #include "checks/statistics_rows.h"
 
 #include <algorithm>

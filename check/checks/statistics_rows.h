@@ -1,4 +1,4 @@
-// Compares rows of statistics with what the habits allow of them, and narrows the habits.
+// Compares rows of statistics with what the habits allow, and narrows the habits.
 #pragma once
 
 #include "checks/settle.h"

@@ -1,5 +1,5 @@
-// How much a call may carry, around the sizes where programs change their ways; and statistics at
-// the boundaries of intervals, of large numbers, and over ranges of all lengths.
+// How much a call may carry, around the sizes at which programs often change what they do; and
+// statistics at the boundaries of intervals, of large numbers, and over ranges of all lengths.
 #include <algorithm>
 #include <cmath>
 
@@ -232,7 +232,7 @@ Family sweep_amounts_family() {
            {"sweep.points", "A thousand points in one node and one call are all there.", points, 2},
            {"sweep.statistics.magnitudes",
             "Statistics are right for large, small, equal and single values.", magnitudes},
-           {"sweep.statistics.no_interval", "An interval of 0 or less is answered each time alike.",
+           {"sweep.statistics.no_interval", "An interval of 0 or less always gets the same answer.",
             no_interval},
            {"sweep.statistics.boundaries",
             "A value on a boundary belongs to the interval that begins there, for every length.",

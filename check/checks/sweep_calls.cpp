@@ -1,5 +1,6 @@
-// Calls by the number of their entries and by what they repeat: none, one, the same twice, unknown
-// ones between known ones; values written over others; and what another session sees of it all.
+// Calls with different numbers of entries and with repeated ones: none, one, the same twice,
+// unknown ones between known ones; values that are overwritten; and what another session sees of
+// all that.
 #include <algorithm>
 
 #include "checks/expect.h"
@@ -72,7 +73,7 @@ void no_entries(Bed &bed) {
   ground.expect_current({0}, true);
 }
 
-// Null handles: to release them does nothing, to ask them fails or gives 0.
+// Null handles: releasing them does nothing, any other use fails or gives 0.
 void null_handles(Bed &bed) {
   const Calls &calls = bed.c.calls;
   Evidence &e = bed.c.evidence;
@@ -280,15 +281,18 @@ Family sweep_calls_family() {
           Tree::few,
           {{"sweep.no_entries",
             "A call without entries succeeds, with null arrays, and does nothing.", no_entries},
-           {"sweep.null", "A null handle does no harm: asked for anything it fails or gives 0.",
+           {"sweep.null", "A null handle does no harm: every use of it fails or gives 0.",
             null_handles},
            {"sweep.repeated", "A point may occur more than once in a call.", repeated},
-           {"sweep.unknown", "Unknown points in any place leave the known ones theirs.",
+           {"sweep.unknown",
+            "Known points are read correctly wherever there are unknown points among them.",
             unknown_between},
            {"sweep.overwrite",
-            "What is written over is the same for every reader, however often, in every way.",
+            "Every reader sees the same after values are overwritten, however often and in "
+            "whatever way.",
             overwrite},
-           {"sweep.sessions", "A session sees what another one wrote after it had read.", sessions},
+           {"sweep.sessions", "A session that has read a value sees what another one writes later.",
+            sessions},
            {"sweep.many_sessions", "Closing a session leaves the others usable.", many_sessions}}};
 }
 

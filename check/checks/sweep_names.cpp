@@ -1,5 +1,5 @@
 // Every operation that takes a name or a text, with names and texts of every length and alphabet:
-// what is taken must be found under its name and no other, and keep every byte.
+// what the server takes must be found under its name and no other, with every byte.
 #include <algorithm>
 #include <cctype>
 #include <optional>
@@ -366,18 +366,19 @@ Family sweep_names_family() {
       "sweep",
       Tree::few,
       {{"sweep.names",
-        "Names of every length and alphabet that is taken have their own ids, values and "
-        "history.",
+        "Names of every length and alphabet that the server takes have ids, values and history of "
+        "their own.",
         names},
-       {"sweep.names.near", "A name that is not there is nobody's, however near to one that is.",
+       {"sweep.names.near",
+        "A name that does not exist names nothing, however similar it is to one that does.",
         near_names},
        {"sweep.names.later",
-        "A name is looked up when it is asked for: a point made later is found, a deleted one "
-        "is not, by every session.",
+        "A name is looked up when it is used: every session finds a point that was made later, and "
+        "does not find a deleted one.",
         made_later},
        {"sweep.texts", "Texts of every length keep all their bytes, or are refused.", texts_kept},
-       {"sweep.objects", "New objects are empty, failed ones harmless, and a name stays as it is.",
-        objects}}};
+       {"sweep.objects",
+        "New objects are empty, failed ones do no harm, and a name cannot be changed.", objects}}};
 }
 
 }  // namespace kelpcheck

@@ -200,14 +200,14 @@ Family sweep_times_family() {
           Tree::few,
           {{"sweep.times.history",
             "History takes every time, or says that it does not; what it takes is found there, "
-            "alone and among all.",
+            "alone and among others.",
             history},
            {"sweep.times.current", "So do current values.", current},
            {"sweep.times.snapshot", "So do snapshots.", snapshots},
            {"sweep.times.cache", "So does the cache, if its rows become history.", cache},
            {"sweep.ranges",
-            "Every range gives the rows in it and no others, from any begin to any end, and an "
-            "empty or reversed one none.",
+            "Every range gives the rows in it and no others, from any begin to any end; an empty "
+            "or reversed one gives none.",
             ranges, 4}}};
 }
 

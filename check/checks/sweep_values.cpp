@@ -1,5 +1,5 @@
-// Every operation that takes values and statuses, with every edge of what each kind surely holds;
-// and what becomes of values that a kind need not hold.
+// Every operation that takes values and statuses, with every edge of what each kind can hold; and
+// what becomes of values that a kind does not have to hold.
 #include <cfloat>
 #include <cmath>
 #include <set>
@@ -190,15 +190,17 @@ void unusual(Bed &bed) {
 }  // namespace
 
 Family sweep_values_family() {
-  return {"sweep",
-          Tree::few,
-          {{"sweep.values.history",
-            "Every kind keeps all its values, and every status, written to history.", history},
-           {"sweep.values.cache", "The same of cached rows that become history.", cache},
-           {"sweep.values.moments", "The same of current values and of snapshots.", moments},
-           {"server.numbers",
-            "Values that a kind need not hold are kept, changed or refused, each time alike.",
-            unusual}}};
+  return {
+      "sweep",
+      Tree::few,
+      {{"sweep.values.history",
+        "Every kind keeps all its values and every status that are written to history.", history},
+       {"sweep.values.cache", "The same for cached rows that become history.", cache},
+       {"sweep.values.moments", "The same for current values and snapshots.", moments},
+       {"server.numbers",
+        "Values that a kind does not have to hold are always kept, always changed or always "
+        "refused.",
+        unusual}}};
 }
 
 }  // namespace kelpcheck

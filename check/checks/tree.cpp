@@ -239,11 +239,11 @@ Family tree_family() {
        "node and have the fields that they were given.",
        insert},
       {"tree.ids", "Every name has an id of its own, in the order of the group.", ids},
-      {"tree.children", "A node lists its points, all of them and no others.", children}};
+      {"tree.children", "A node lists all of its points, and no others.", children}};
   for (const Check &check : field_checks()) checks.push_back(check);
   checks.push_back({"tree.refused",
-                    "A name that exists is not inserted again, nor anything under a parent "
-                    "that does not exist.",
+                    "A name that exists cannot be inserted again, and nothing can be inserted "
+                    "under a parent that does not exist.",
                     refused});
   checks.push_back(
       {"tree.deleted", "Deleted points are gone with their values; the others stay.", deleted});

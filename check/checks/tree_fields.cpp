@@ -178,16 +178,19 @@ void copies(Bed &bed) {
 }  // namespace
 
 std::vector<Check> field_checks() {
-  return {{"tree.update.byid", "Fields of points read by id are changed, those and no others.",
-           update_byid, 3},
-          {"tree.update.byname", "The same for points read by name.", update_byname, 3},
-          {"tree.update.nodes", "Fields of nodes are changed, those and no others.", update_nodes},
-          {"tree.contents",
-           "Texts keep blanks, quotes and letters of all languages, numbers all "
-           "their digits.",
-           contents},
-          {"tree.copies", "Fields set in an object reach the server by an update only.", copies},
-          {"tree.short_buffer", "A text is cut to fit the buffer.", short_buffer}};
+  return {
+      {"tree.update.byid",
+       "Fields of points that were read by id can be changed, and no others change.", update_byid,
+       3},
+      {"tree.update.byname", "The same for points read by name.", update_byname, 3},
+      {"tree.update.nodes", "Fields of nodes can be changed, and no others change.", update_nodes},
+      {"tree.contents",
+       "Texts keep blanks, quotes and letters of all languages, numbers all "
+       "their digits.",
+       contents},
+      {"tree.copies", "Fields that are set in an object reach the server only by an update.",
+       copies},
+      {"tree.short_buffer", "A text is cut to fit the buffer.", short_buffer}};
 }
 
 }  // namespace kelpcheck

@@ -146,10 +146,10 @@ void compare_times(const json &before, const json &after, Comparison &to) {
   if (std::abs(machine) > little) {
     to.notes.push_back(
         text("operations that need no server took ", change_text(std::expm1(std::abs(machine))),
-             machine > 0 ? " more" : " less", " time: that much is put down to the machine"));
+             machine > 0 ? " more" : " less", " time: that is attributed to the machine"));
   }
   if (all.empty() && without == 0)
-    to.notes.push_back("the reports do not have what comparing times needs");
+    to.notes.push_back("the reports do not have what is needed to compare times");
   to.sections.push_back(section);
 }
 
@@ -162,7 +162,8 @@ void compare_checks(const ReportFile &before, const ReportFile &after, Compariso
   if (other.empty()) {
     compare_times(before.json, after.json, to);
   } else {
-    to.notes.push_back("times are not compared: with another --" + other + " the calls are others");
+    to.notes.push_back("times are not compared: with another --" + other +
+                       " the calls are different");
   }
 }
 

@@ -1,4 +1,4 @@
-// "kelpcheck compare": whether it got worse since.
+// kelpcheck compare: says whether a server got worse between two reports.
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <iostream>

@@ -22,7 +22,8 @@ void require_same_work(const ReportFile &before, const ReportFile &after) {
   const json &new_options = object_in(after.json, "options");
   for (const char *name : {"do", "points", "rows", "sessions", "within"}) {
     if (old_options.value(name, json()) == new_options.value(name, json())) continue;
-    throw NotComparable(text("the two loads had another --", name, ": they measure other things"));
+    throw NotComparable(
+        text("the two loads differ in --", name, ": they measure different things"));
   }
 }
 
@@ -43,7 +44,8 @@ void compare_limit(const ReportFile &before, const ReportFile &after, Comparison
   if (old_limit.empty() || new_limit.empty()) return;
   const double was = number_in(old_limit, "rows_per_second");
   const double is = number_in(new_limit, "rows_per_second");
-  if (was <= 0 || is <= 0) throw NotComparable("a report found no rate that the server holds");
+  if (was <= 0 || is <= 0)
+    throw NotComparable("one report found no rate that the server keeps up with");
   const bool open =
       text_in(old_limit, "limited_by") != "server" || text_in(new_limit, "limited_by") != "server";
   const double needed = (1 + to.tolerance) * kSearchSteps;
@@ -153,7 +155,8 @@ void compare_load(const ReportFile &before, const ReportFile &after, Comparison 
   size_t judged = 0;
   for (const ComparisonSection &section : to.sections) judged += section.lines.size();
   const bool only_rows = judged <= 1;
-  if (only_rows) throw NotComparable("the two loads have no rate in common, nor both a limit");
+  if (only_rows)
+    throw NotComparable("the two loads have no rate in common, and not both have a limit");
 }
 
 }  // namespace kelpcheck

@@ -108,7 +108,8 @@ void compare_watch(const ReportFile &before, const ReportFile &after, Comparison
   const json &old_options = object_in(before.json, "options");
   const json &new_options = object_in(after.json, "options");
   if (old_options.value("points", json()) != new_options.value("points", json())) {
-    throw NotComparable("the two watches had another number of points: values cannot be compared");
+    throw NotComparable(
+        "the two watches had different numbers of points: their values cannot be compared");
   }
   compare_verdicts(before, after, to);
   compare_losses(before, after, to);

@@ -31,7 +31,7 @@ ReportFile::ReportFile(const std::string &path_) : path(path_) {
   if (file.bad()) throw NotComparable("cannot read " + path + " to its end");
   if (json.is_discarded()) throw NotComparable(path + " is not JSON");
   if (text_in(json, "form") != "kelpcheck")
-    throw NotComparable(path + " is no JSON report of kelpcheck");
+    throw NotComparable(path + " is not a JSON report of kelpcheck");
   const double version = number_in(json, "form_version");
   if (version != kFormVersion) {
     throw NotComparable(

@@ -1,5 +1,5 @@
-// A report of kelpcheck as a comparison reads it: JSON that may be anybody's, so that whatever is
-// missing or of another type is told, and nothing crashes over it.
+// A report of kelpcheck as a comparison reads it: JSON that may come from anywhere, so whatever is
+// missing or has another type is reported and nothing crashes.
 #pragma once
 
 #include <nlohmann/json.hpp>

@@ -1,5 +1,5 @@
-// What a call gave, and what it may give, as short texts by key: comparing asks whether the one is
-// among the other.
+// What a call gave, and what it may give, as short texts by key: a comparison looks for the one
+// among the others.
 #pragma once
 
 #include <compare>

@@ -1,6 +1,6 @@
 // A sequence of calls as plain data: what is generated, played, judged by the model, made small and
-// written down. Points are meant by name; which id belongs to a name is found out when a call is
-// played, so that no id is ever made up for a write.
+// written down. Points are named; which id belongs to a name is found out when a call is played, so
+// that no write ever uses an invented id.
 #pragma once
 
 #include <kelpapi2.h>

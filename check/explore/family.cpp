@@ -98,7 +98,7 @@ Family explore_family() {
   return {"explore",
           Tree::reserved,
           {{"explore.sequences",
-            "Whatever calls come in whatever order, each one gives what the ones before it led to.",
+            "In whatever order calls come, each one gives what the calls before it led to.",
             sequences, 5}}};
 }
 

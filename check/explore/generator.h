@@ -1,5 +1,6 @@
-// Makes up sequences: any operation in any order, on few points and few times, so that calls meet,
-// and with a liking for what lies at an edge. The same seed and number give the same sequence.
+// Makes random sequences: any operation in any order, on few points and few times, so that calls
+// affect each other, and often with values at an edge. The same seed and number give the same
+// sequence.
 #pragma once
 
 #include "explore/calls.h"

@@ -1,5 +1,5 @@
-// A server in memory: says what a call may give, and takes in what a call has done. Pure: it calls
-// nothing and knows no clock, so that it can be tested by itself and carried through any sequence.
+// A server in memory: says what a call may give, and takes in what a call has done. It calls
+// nothing and knows no clock, so that it can be tested by itself and taken through any sequence.
 #pragma once
 
 #include <set>

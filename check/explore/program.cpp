@@ -41,7 +41,7 @@ std::string introduction(const Call &last, const Place &place, const Finding &fi
       " *   cc -o reproduce reproduce.c -lkelpapi2\n"
       " *   KELP_PASSWORD=... ./reproduce [HOST [PORT [USER]]]\n"
       " *\n"
-      " * The exit status is 1 where the fault is, 0 where it is not, 2 without a session.\n"
+      " * The exit status is 1 if the fault is there, 0 if it is not, 2 without a session.\n"
       " * Nodes of the names below are removed, before and after.\n"
       " */\n");
 }

@@ -1,4 +1,4 @@
-// A sequence as a C program: what whoever answers for a server or its library can run without
+// A sequence as a C program, which those who maintain a server or its library can run without
 // kelpcheck. It connects, makes what it needs, waits for what was acknowledged, shows what was
 // expected and what came, and removes what it made.
 #pragma once

@@ -71,7 +71,7 @@ void ProgramWriter::saw_overrun() {
   std::string kept = "1";
   for (const auto &[name, mark] : outs_) kept += text(" && ", name, "[", count(), "] == ", mark);
   line("if (", kept, ") saw(\"", kOnlyEntries, "\");");
-  line("else saw(\"one behind them\");");
+  line("else saw(\"one after them\");");
 }
 
 // Whether the call and the entry that is looked at went well; `failed` is the C that says that the

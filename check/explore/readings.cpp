@@ -1,4 +1,4 @@
-// The reading calls of a player, and what they gave.
+// The calls of a player that read, and what they gave.
 #include <algorithm>
 
 #include "explore/player.h"

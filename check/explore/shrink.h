@@ -1,5 +1,5 @@
 // Makes a sequence in which something goes wrong as small as it can be: calls dropped, arrays cut,
-// times, values and names made plain, for as long as it still goes wrong.
+// times, values and names replaced by plain ones, as long as it still goes wrong.
 #pragma once
 
 #include <functional>

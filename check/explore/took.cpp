@@ -1,5 +1,5 @@
-// What a call has done. What was acknowledged is there; what a failed call or entry left is what
-// was there before or what was written, unless a failed one is known to change nothing.
+// What a call has done. What was acknowledged is there; after a failed call or entry there is what
+// was there before, or what was written, unless failed ones are known to change nothing.
 #include <algorithm>
 
 #include "explore/model.h"

@@ -1,5 +1,5 @@
-// What this server does where the header leaves it open, as far as the model has to know it. Where
-// an answer is not known everything that the header allows is right.
+// What this server does where the header leaves it open, as far as the model has to know it. If an
+// answer is not known, everything that the header allows is right.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
-// What the model holds: nodes, points and their values. A value is not one but a few: what it may
-// be for good, where a server's way is not known or a call failed, and what it may still be for a
-// while, until a change has settled.
+// What the model holds: nodes, points and their values. Instead of one value it holds a few: those
+// that it may have for good, if it is not known what the server does or a call failed, and those
+// that it may still have for a while, until a change has settled.
 #pragma once
 
 #include <algorithm>

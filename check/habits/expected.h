@@ -1,4 +1,4 @@
-// What --expect makes a promise: the bundled library's answers, or those of an earlier run.
+// What --expect turns into promises: the bundled library's answers, or those of an earlier run.
 #pragma once
 
 #include "habits/habits.h"

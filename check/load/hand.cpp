@@ -122,7 +122,7 @@ void Hand::make_points(int32_t node, int32_t first, int32_t last) {
                         " points under ", parent, ", first entry ", done.errors[0]));
 }
 
-// Reads and queries need rows that are there: those of history, and a current value behind them.
+// Reads and queries need existing rows: history, and a later current value.
 void Hand::fill() {
   if (work_.filled() == 0) return;
   for (int32_t point = 0; point < options_.points && !control_.stop; ++point) {

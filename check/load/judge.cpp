@@ -130,7 +130,7 @@ LoadStage judge(const StageSum &sum, double offered, double within, bool cut) {
   stage.ended_early = cut;
   stage.overloaded = backlog_grows(least_late, counted / kSlices);
   stage.reason = why(sum, stage, within);
-  if (sum.calls == 0) stage.reason = "no call came to its end";
+  if (sum.calls == 0) stage.reason = "no call ended";
   stage.kept_up = stage.reason.empty();
   stage.limited_by = limit_of(sum, stage, within);
   stage.batches = batches_of(sum);

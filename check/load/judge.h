@@ -1,5 +1,5 @@
-// What a stage shows: whether the server kept up with its rate, and if not, whether that is the
-// server's limit or this program's own.
+// What a stage shows: whether the server kept up with the rate, and if not, whether the server is
+// the limit or this program.
 #pragma once
 
 #include "load/board.h"

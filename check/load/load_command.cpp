@@ -1,4 +1,4 @@
-// "kelpcheck load": how much a server takes, and how long its calls take meanwhile.
+// kelpcheck load: measures how much a server takes, and how long its calls take at a rate.
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>

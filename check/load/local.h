@@ -1,4 +1,4 @@
-// Whether a server is on this machine, and so competes with what measures it.
+// Whether a server is on this machine, and so competes with the program that measures it.
 #pragma once
 
 #include <string>

@@ -202,7 +202,7 @@ ReadBackAccount Reader::read() {
   }
   if (current && !history_holds_any()) {
     compare_current();
-    return {evidence_, "the last current values, as history holds none of the rows"};
+    return {evidence_, "the last current values, as history has none of the rows"};
   }
   for (const int32_t point : points_) compare_history(point, written(point));
   return {evidence_, "history"};

@@ -1,4 +1,4 @@
-// A load from its begin to its end: room on the server, stages, reading back, clearing up.
+// A load from the beginning to the end: room on the server, stages, reading back, clearing up.
 #pragma once
 
 #include <functional>

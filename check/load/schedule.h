@@ -1,5 +1,5 @@
-// An open loop: every call has an intended start, at even distances, whatever became of the calls
-// before it. Call i belongs to session i mod N.
+// An open loop: every call has an intended start, at regular intervals, whatever became of the
+// calls before it. Call i belongs to session i mod N.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// The search for the highest rate that a server keeps up with. What runs a stage is passed in, so
-// that this knows nothing of servers.
+// The search for the highest rate that a server keeps up with. A function that runs a stage is
+// passed in, so that the search knows nothing about servers.
 #pragma once
 
 #include <functional>

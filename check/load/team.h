@@ -1,5 +1,5 @@
-// The sessions of a load, a process each, seen from the one that leads them: they are asked
-// something at a time, together, and one that hangs or ends is made anew.
+// The sessions of a load, a process each, seen from the one that leads them: they all get the same
+// request at a time, and one that hangs or ends is started again.
 #pragma once
 
 #include <functional>

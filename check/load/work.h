@@ -1,6 +1,6 @@
 // What the calls of a load are: which operation, of how many rows, and which values at which times.
-// All of it follows from the number of a call, so that nothing has to be kept to know what must
-// come back. Every row of a point has a second of its own.
+// All of it follows from the number of a call, so nothing has to be stored to know what must come
+// back. Every row of a point has a second of its own.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// The timed call that everything here goes through: it notes the operation on the board before it
-// calls, so that a call that hangs or ends the process is known by name, and what was measured.
+// The timed call that everything here goes through: it notes on the board which operation it calls,
+// so that a call that hangs or ends the process is known by name, and what it measured.
 #pragma once
 
 #include <kelpapi2.h>

@@ -105,7 +105,7 @@ std::string description(const Object &object) {
 }
 
 [[noreturn]] void refuse(const Context &c, const std::string &who) {
-  throw Refused(text("another run works under the prefix ", c.server.prefix, ": ", who,
+  throw Refused(text("another run uses the prefix ", c.server.prefix, ": ", who,
                      "; wait until it has ended, or use another --prefix"));
 }
 
@@ -176,7 +176,8 @@ void require_free(Context &c, const Session &session) {
     if (runs.has_value() && !*runs) return;
     pulse.read(*field, seconds_since(start));
     const bool alive = pulse.beats() || runs.value_or(false);
-    if (alive) refuse(c, holder ? holder->words() : "its node changes, but does not say who");
+    if (alive)
+      refuse(c, holder ? holder->words() : "its node changes, but does not say who uses it");
     wait_readable({}, kLookMilliseconds);
   }
 }

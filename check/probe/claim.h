@@ -1,6 +1,6 @@
-// Whose a prefix is: one run at a time may use it, from whatever host. The node PREFIX00 is there
+// Who uses a prefix: only one run at a time may, from whatever host. The node PREFIX00 is there
 // while a run is, and its field ED names host and process, with a count that a child of the run
-// renews: a run that has ended without cleaning up is told from one that works.
+// renews, so that a run that ended without cleaning up can be distinguished from one that works.
 #pragma once
 
 #include <optional>

@@ -1,4 +1,4 @@
-// Static fields of nodes and points: what the tree is made with, and changed to in later versions.
+// Static fields of nodes and points: those that the tree is made with, and later versions of them.
 #pragma once
 
 #include "probe/handles.h"

@@ -66,7 +66,7 @@ std::string get_text(Object object, const char *field, size_t size) {
                                                  static_cast<int32_t>(size));
   const size_t end = buffer.find('\0');
   if (end >= size || buffer.back() != '#') {
-    throw CallFailed(text("kelp2_object_get_string wrote beyond its buffer of ", size,
+    throw CallFailed(text("kelp2_object_get_string wrote past the end of its buffer of ", size,
                           " bytes, or no zero at its end"));
   }
   return buffer.substr(0, end);

@@ -1,6 +1,6 @@
 // The library's handles, released by scope, and arrays for it to fill, with a mark in every entry
-// and one entry more than it was told of. Thereby every call checks what the header promises of
-// all calls alike: that it writes all entries and none behind them.
+// and one entry more than it was told of. So every call checks what the header promises for all
+// calls: that it writes all entries and nothing after them.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// The values that are written: a function of point and row, so that nothing has to be kept to know
-// what must come back, whatever the number of samples. All differ from their neighbours in point
+// The values that are written: a function of point and row, so nothing has to be stored to know
+// what must come back, however many samples there are. All differ from their neighbours in point
 // and in row, have both signs, and use every bit that their kind can hold; they follow a wave, so
 // that a plot of them can be looked at. Times are a point's own and not evenly spaced.
 #pragma once

@@ -37,7 +37,7 @@ template <typename... Outs>
 void Session::guard(Op operation, const Outs &...outs) const {
   c_.evidence.that(
       !(outs.overrun() || ...), [&] { return std::string(name_of(operation)); },
-      "only the entries of its arrays written", "one behind them");
+      "only the entries of its arrays written", "one after them");
 }
 
 int32_t Session::time() const {

@@ -1,6 +1,6 @@
-// A session with the server, and all operations that go through one. Where the server refuses a
-// call for the number of its rows or names, the largest number that it takes is found by halving,
-// and kept to from then on.
+// A session with the server, and all operations that go through one. If the server refuses a call
+// because of its number of rows or names, the session finds the largest number that it takes, by
+// halving, and stays within it from then on.
 #pragma once
 
 #include "probe/handles.h"

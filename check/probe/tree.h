@@ -1,5 +1,5 @@
-// Which part of the run's tree a family of checks has. Its nodes are named PREFIX01, PREFIX02, ...
-// through the families.
+// Which part of the run's tree a family of checks has. Nodes are numbered PREFIX01, PREFIX02, ...
+// over all families.
 #pragma once
 
 namespace kelpcheck {

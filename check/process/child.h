@@ -1,6 +1,6 @@
-// A child process in which the library is called: it may hang, crash or end itself there, and it
-// dies with its parent. It sends records, lines of text, through a pipe of its own, while whatever
-// the library prints on standard output and error is captured apart from them.
+// A child process in which the library is called: there it may hang, crash or end the process. The
+// child dies with its parent. It sends records, lines of text, through a pipe of its own, while
+// whatever the library prints on standard output and error is captured apart from them.
 #pragma once
 
 #include <sys/types.h>

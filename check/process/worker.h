@@ -1,5 +1,5 @@
-// A child that answers requests, one at a time, and never keeps its parent waiting: a request whose
-// call hangs, crashes or ends the process is answered by the story of that.
+// A child that answers requests, one at a time, and never keeps its parent waiting: if a call
+// hangs, crashes or ends the process, the answer to its request says so.
 #pragma once
 
 #include <memory>
@@ -31,8 +31,8 @@ class Worker {
   // Only while it is not busy and has not ended.
   void ask(const std::string &request);
   bool busy() const { return busy_; }
-  // Does not wait. An answer, or the end of the process, which can come unasked and is told once; a
-  // child that is in one call for more than `timeout` seconds is killed.
+  // Does not wait. An answer, or the end of the process, which can come unasked and is reported
+  // once; a child that is in one call for more than `timeout` seconds is killed.
   std::optional<Answer> take(double timeout);
   bool gone() const { return gone_; }
   void kill() const { child_->kill(); }

@@ -35,7 +35,7 @@ std::string changes_chart(const ComparisonSection &section) {
     y += row_height;
   }
   return "<p class=\"key\"><i class=\"k-median\"></i>new divided by old <i class=\"k-dot\"></i>a "
-         "difference <i class=\"k-box\"></i>what it may be as well</p><div class=\"wide\">" +
+         "difference <i class=\"k-box\"></i>what it may also be</p><div class=\"wide\">" +
          svg(width, bottom + 8, section.title, content) + "</div>\n";
 }
 

@@ -1,5 +1,5 @@
-// How long a run will still take: what its checks take in relation to each other is known roughly,
-// how fast this server is shows as they end.
+// How long a run will still take: how long its checks take in relation to each other is known
+// roughly, and how fast this server is can be seen as they end.
 #pragma once
 
 #include <map>

@@ -78,7 +78,7 @@ std::string unusual(const Run &run) {
   std::string html;
   for (const std::string &line : run.unusual()) html += text("<li>", escaped(line), "</li>");
   if (html.empty()) return "";
-  return "<h2>Unusual, and held to</h2><ul>" + html + "</ul>\n";
+  return "<h2>Unusual habits that the server was held to</h2><ul>" + html + "</ul>\n";
 }
 
 // The results in a row that belong to one family; on paper a short table stays with its heading.

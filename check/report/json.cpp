@@ -1,5 +1,5 @@
-// The form is described in kelpcheck(1); its version goes up when a field changes its meaning or
-// goes away.
+// The form is described in kelpcheck(1); its version is raised when a field changes its meaning or
+// is removed.
 #include "report/reports.h"
 #include "result/evidence_json.h"
 

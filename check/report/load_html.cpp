@@ -87,7 +87,7 @@ std::string achieved_chart(const std::vector<LoadStage> &stages) {
     if (stage.achieved <= 0) continue;
     content += dot(stage.kept_up ? "median" : "read", x.at(stage.offered), y.at(stage.achieved), 4);
   }
-  return svg(kWidth, kBottom + 32, "Values taken by values offered", content);
+  return svg(kWidth, kBottom + 32, "Values taken and values offered", content);
 }
 
 // Neighbouring seconds as one, so that there are no more columns than a page has room for: means of
@@ -174,7 +174,7 @@ std::string charts(const LoadReport &report) {
         "due</p><div class=\"wide\">" +
         latency_chart(stages) + "</div>\n";
     html +=
-        "<h2>Taken by offered</h2><p class=\"key\"><i class=\"k-median\"></i>kept up <i "
+        "<h2>Taken and offered</h2><p class=\"key\"><i class=\"k-median\"></i>kept up <i "
         "class=\"k-dot\"></i>did not; the line is where as much is taken as "
         "offered</p><div class=\"wide\">" +
         achieved_chart(stages) + "</div>\n";
@@ -213,7 +213,8 @@ std::string load_html(const LoadReport &report) {
                      report.facts}) +
          stage_table(report) + charts(report) + notes(report) +
          page_end(
-             "The calls are due at even distances, whatever became of the calls before them; the "
+             "The calls are due at regular intervals, whatever became of the calls before them; "
+             "the "
              "time of a call counts from when it was due. Service is the median time of the calls "
              "alone. Times include the library and the way to the server.");
 }

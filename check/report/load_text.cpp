@@ -18,7 +18,7 @@ std::string seconds_text(double seconds) { return duration_text(seconds * 1e9); 
 
 std::vector<std::string> stage_cells(const LoadStage &stage) {
   std::string verdict = stage.kept_up ? "kept up" : stage.reason;
-  if (stage.limited_by == LimitedBy::client) verdict += " (this program's own limit)";
+  if (stage.limited_by == LimitedBy::client) verdict += " (the limit of this program itself)";
   return {stage.purpose,
           rate_text(stage.offered),
           rate_text(stage.achieved),
@@ -49,7 +49,7 @@ void LoadText::row(const std::vector<std::string> &cells) {
 void LoadText::begin(const std::string &host, double rate) {
   searches_ = rate <= 0;
   if (quiet_) return;
-  const std::string how = searches_ ? "searching the limit" : rate_text(rate) + " values/s";
+  const std::string how = searches_ ? "searching for the limit" : rate_text(rate) + " values/s";
   out_ << printable(text("kelpcheck ", KELPCHECK_VERSION, " load: ", how, " of ", report_.work,
                          ", ", report_.sessions, report_.sessions == 1 ? " session" : " sessions",
                          ", on ", host, " through ", report_.library.path))

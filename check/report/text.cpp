@@ -168,7 +168,7 @@ void TextReport::unusual() {
   for (const std::string &line : lines) paragraph(2, line);
 }
 
-// Once more and in full, where nothing comes behind them but the verdict.
+// Once more and in full, where only the verdict comes after them.
 void TextReport::failures() {
   for (const Verdict verdict : {Verdict::unknown, Verdict::failed}) {
     for (const CheckResult &result : run_.results) {

@@ -33,7 +33,7 @@ class Chart {
 
   std::string drawn() {
     std::string content = strip() + marks() + losses() + writes() + times();
-    return svg(kWidth, kBottom + 26, "Outcomes, outages, losses and write times along the time",
+    return svg(kWidth, kBottom + 26, "Outcomes, outages, losses and write times over time",
                content);
   }
 

@@ -1,5 +1,5 @@
-// The time line of a watch: outcomes of the steps, outages, stalls and losses above each other, and
-// how long the writes took, on a logarithmic scale.
+// The time line of a watch: outcomes of the steps, outages, stalls and losses one above the other,
+// and how long the writes took, on a logarithmic scale.
 #pragma once
 
 #include "report/watch_words.h"

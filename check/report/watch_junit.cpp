@@ -1,5 +1,5 @@
-// Each way in which a watch can fail is a test case of its own; what keeps it from a verdict is an
-// error.
+// Each way in which a watch can fail is a test case of its own; anything that prevents a verdict is
+// an error.
 #include <pugixml.hpp>
 #include <sstream>
 
@@ -23,7 +23,7 @@ std::vector<Case> cases_of(const WatchReport &report) {
   const Samples &samples = report.samples;
   return {{"nothing acknowledged is lost", wrong(samples.lost, "lost")},
           {"nothing acknowledged is changed", wrong(samples.changed, "changed")},
-          {"no row is there that no step wrote", wrong(samples.foreign, "foreign")},
+          {"there is no row that no step wrote", wrong(samples.foreign, "foreign")},
           {"current values are not stale", wrong(report.reader.stale, "stale")},
           {"current values are those of steps", wrong(report.reader.foreign, "foreign")},
           {"history has no holes that stay", wrong(report.reader.holes, "missing")}};

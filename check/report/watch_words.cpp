@@ -95,7 +95,7 @@ std::string WatchWords::reader() const {
 
 std::string WatchWords::outage(const Outage &outage) const {
   std::string words = span_text(outage.seconds);
-  if (!outage.over) words += " and not over then";
+  if (!outage.over) words += " and not over by then";
   words += ", " + counted(outage.skipped, "step") + " not written, " +
            counted(outage.failed_calls, "failed call");
   std::vector<std::string> codes;

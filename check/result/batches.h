@@ -1,8 +1,8 @@
 // Times of successive calls as means of batches, for comparing one run with another: neighbouring
-// calls are alike, so that single ones would promise more than they know. Two runs of the same
-// calls have the same batches, which are compared one by one. The means are geometric, as a call
-// that was held up once would otherwise hide all others. Plain memory of a fixed size; zeroed
-// memory is an empty one.
+// calls are alike, so that single calls would suggest more certainty than there is. Two runs of the
+// same calls have the same batches, which are compared one by one. The means are geometric:
+// otherwise a single call that was held up would hide all others. Plain memory of a fixed size;
+// zeroed memory is an empty one.
 #pragma once
 
 #include <cstdint>

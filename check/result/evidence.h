@@ -1,5 +1,5 @@
-// What a check hands over: not a yes or no, but what it compared, the first difference that it
-// found, and how many there were.
+// The result of a check: not yes or no, but what it compared, the first difference that it found,
+// and how many there were.
 #pragma once
 
 #include <cstdint>

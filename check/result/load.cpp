@@ -69,10 +69,11 @@ std::string LoadReport::summary() const {
     if (limit.beyond > 0)
       line += text("; at ", with_thousands(std::llround(limit.beyond)), " ", limit.reason);
     if (limit.beyond <= 0 && !limit.reason.empty()) line += "; " + limit.reason;
-    if (limit.limited_by == LimitedBy::client) line += ", which is this program's own limit";
+    if (limit.limited_by == LimitedBy::client)
+      line += ", which is the limit of this program itself";
     return line;
   }
-  if (searched) return "keeps up with no rate that was tried: " + limit.reason;
+  if (searched) return "keeps up with none of the rates that were tried: " + limit.reason;
   const LoadStage &stage = stages.back();
   return text(with_thousands(std::llround(stage.achieved)), " of ",
               with_thousands(std::llround(stage.offered)), " values/s", over(sessions), ", ",

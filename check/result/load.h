@@ -33,7 +33,7 @@ struct LoadSecond {
   double offered = 0, achieved = 0;
   int64_t failures = 0;
   double p99 = 0;
-  int64_t backlog = 0;  // calls that are due and not done at its end
+  int64_t backlog = 0;  // calls that are due and not done at the end
 };
 
 struct LoadStage {

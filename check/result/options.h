@@ -1,5 +1,5 @@
-// What a run was asked for: part of its record. Commands add their own to these; which letters and
-// words set them is the command line's affair.
+// What a run was asked for: part of its record. Commands add their own to these; the command line
+// knows which letters and words set them.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// Numbers of points or steps as runs of neighbours, which is how people read them and how they cost
-// little: a thousand lost points are mostly one run.
+// Numbers of points or steps as runs of neighbours: people read them so, and they take little room,
+// since a thousand lost points are usually one run.
 #pragma once
 
 #include <cstdint>

@@ -118,11 +118,12 @@ std::string Run::next_step() const {
            library.path;
   }
   if (o.host.starts_with("file:")) {
-    return "See that the folder is there, that this user may write to it and the file, and that "
+    return "Make sure that the folder exists, that this user may write to it and the file, and "
+           "that "
            "the "
            "file, if there is one, is a store.";
   }
-  return text("See that a server answers at ", o.host, ", port ", o.port,
+  return text("Make sure that a server answers at ", o.host, ", port ", o.port,
               " (-H, -C), and knows user ", o.user,
               " with this password (-U, and -P, --password-file or KELP_PASSWORD).");
 }

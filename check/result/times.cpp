@@ -89,7 +89,7 @@ double parse_duration(const std::string &text) {
     const double duration = number * seconds;
     if (duration >= 0 && duration <= kCentury) return duration;
   }
-  throw std::invalid_argument("\"" + text + "\" is no duration such as 90, 1.5h or 300ms");
+  throw std::invalid_argument("\"" + text + "\" is not a duration such as 90, 1.5h or 300ms");
 }
 
 int64_t parse_date(const std::string &text) {
@@ -101,7 +101,7 @@ int64_t parse_date(const std::string &text) {
   const bool good = known && day.ok() && date.hour < 24 && date.minute < 60 && date.second < 60;
   if (!good) {
     throw std::invalid_argument("\"" + text +
-                                "\" is no date such as 20261123170205 or 2026-11-23T17:02:05Z");
+                                "\" is not a date such as 20261123170205 or 2026-11-23T17:02:05Z");
   }
   const int64_t time = int64_t{sys_days(day).time_since_epoch().count()} * 86400 +
                        date.hour * 3600 + date.minute * 60 + date.second + date.behind_utc;

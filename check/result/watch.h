@@ -1,5 +1,5 @@
-// What a watch came to: outcomes of its steps, outages, what became of every value, and what lies
-// along the time. Plain records, which is all that its reports see.
+// What a watch came to: outcomes of its steps, outages, what became of every value, and what
+// happened when. Plain records, which is all that its reports see.
 //
 // Moments are seconds since 1970 on the watch's own time base, the server's clock as it was when
 // the watch began. Points and steps are counted from 0.

@@ -1,6 +1,6 @@
 // The seconds that a watch writes: first + k * every, for ever. One time base for a whole run: the
 // server's clock as it was when the first session was made, carried on by a clock of this host that
-// nobody sets. What the server's clock does later is told, never followed.
+// nobody sets. What the server's clock does later is reported, never followed.
 #pragma once
 
 #include <cstdint>

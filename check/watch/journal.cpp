@@ -135,7 +135,7 @@ JournalContents Journal::read(const std::function<void(const JournalHead &)> &be
 }
 
 void Journal::cut(int64_t bytes) {
-  if (ftruncate(file_, bytes) != 0) fail("cannot cut its last line off");
+  if (ftruncate(file_, bytes) != 0) fail("cannot cut off its last line");
   end_ = bytes;
 }
 

@@ -1,6 +1,6 @@
 // The file of a journal. One process writes it, whole lines only: what a full disk leaves of a line
-// is taken back, and the line waits. Its lock is held by whoever has inherited the open file, so
-// that going on waits for a writer that still runs.
+// is taken back, and the line waits. Every process that has inherited the open file holds its lock,
+// so that the next watch waits for a writer that still runs.
 #pragma once
 
 #include <functional>
@@ -19,7 +19,7 @@ struct JournalContents {
   bool has_head = false;
   JournalHead head;
   int64_t sound_bytes = 0;   // up to the end of the last line that is one
-  int64_t broken_lines = 0;  // that have sound ones behind them
+  int64_t broken_lines = 0;  // that are followed by sound ones
   int64_t first_broken = 0;  // the number of that line
 };
 

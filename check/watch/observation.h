@@ -1,6 +1,6 @@
-// What a query of history showed of points, put as what can be said without knowing what became of
+// What a query of history showed of points, as far as it can be said without knowing what became of
 // the steps: which steps' rows are there, exactly or changed, and which rows belong to no step.
-// Points that show the same are one, so that it costs little to hand over.
+// Points that show the same are combined, so that it takes little room to pass on.
 #pragma once
 
 #include <functional>

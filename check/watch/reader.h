@@ -1,5 +1,5 @@
-// The reading side of a watch: what a user of the server sees meanwhile. It looks at the current
-// values of all points at every step, and every few steps at a window of history.
+// The reading side of a watch: what a user of the server would see at the time. It looks at the
+// current values of all points at every step, and every few steps at a window of history.
 #pragma once
 
 #include "watch/judging.h"

@@ -12,9 +12,9 @@ bool Recorder::record(const JournalHead &head) { return written(journal_.append(
 bool Recorder::written(bool done) {
   if (done != failing_) return done;
   failing_ = !done;
-  const std::string words =
-      done ? "the journal is written again"
-           : "the journal cannot be written: " + journal_.problem() + "; no steps until it can";
+  const std::string words = done ? "the journal can be written again"
+                                 : "the journal cannot be written: " + journal_.problem() +
+                                       "; there are no steps until it can";
   tell_({story_.latest(), words});
   return done;
 }

@@ -1,4 +1,4 @@
-// What the watch asks of its children, and what they tell: one line of JSON each.
+// What the watch asks its children, and what they answer: one line of JSON each.
 #pragma once
 
 #include "watch/observation.h"

@@ -1,5 +1,5 @@
-// The child of a watch or a verification: the only part that calls the library. It knows how, and
-// decides nothing.
+// The child of a watch or a verification: the only part that calls the library. It only does what
+// it is asked.
 #pragma once
 
 #include <memory>

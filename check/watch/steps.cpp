@@ -24,7 +24,7 @@ void Steps::append(Span steps, const State *state) {
 }
 
 void Steps::set(int64_t step, const State &state) {
-  if (step < 0 || step + 1 < end()) throw std::logic_error("steps are told in their order");
+  if (step < 0 || step + 1 < end()) throw std::logic_error("steps have to come in their order");
   if (step + 1 == end()) {
     Run &last = runs_.back();
     if (--last.steps.last < last.steps.first) runs_.pop_back();

@@ -21,7 +21,7 @@ class Steps {
     const State *state;
   };
 
-  // The step is the last one known, or comes behind it; those between were not watched.
+  // The step is the last one known, or comes after it; those in between were not watched.
   void set(int64_t step, const State &state);
   // One behind the last step that is known.
   int64_t end() const { return runs_.empty() ? 0 : runs_.back().steps.last + 1; }

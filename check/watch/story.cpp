@@ -9,7 +9,7 @@ namespace kelpcheck::watch {
 namespace {
 
 constexpr size_t kMostExamples = 20;
-constexpr double kSameFinding = 30;  // seconds between reads that are told as one
+constexpr double kSameFinding = 30;  // seconds between reads that count as one
 const std::string kNoSession = "no session";
 
 std::string seconds_text(double seconds) {
@@ -116,7 +116,7 @@ void Story::on(const StepSkipped &line) {
   if (slow_call_.skipped++ == 0) {
     stalls_.push_back(slow_call_);
     tell(slow_call_.begin,
-         "stall: a call took " + seconds_text(slow_call_.seconds) + ", steps passed inside it");
+         "stall: a call took " + seconds_text(slow_call_.seconds) + ", steps passed during it");
   }
   stalls_.back().skipped = slow_call_.skipped;
 }
@@ -133,7 +133,7 @@ void Story::on(const SessionMade &line) {
   if (line.drift == 0) return;
   tell(line.at, "the server's clock is " + seconds_text(std::abs(line.drift)) +
                     (line.drift < 0 ? " behind" : " ahead of") +
-                    " the one that the watch began with");
+                    " the one with which the watch began");
 }
 
 void Story::on(const Resumed &line) {

@@ -25,10 +25,10 @@ class Story {
   // `tell` may be empty. Throws std::exception for a line that cannot follow those before it.
   explicit Story(std::function<void(const Notice &)> tell = {}) : tell_(std::move(tell)) {}
 
-  // Nothing is told while it is muted.
+  // It says nothing while it is muted.
   void mute(bool muted) { muted_ = muted; }
   void take(const JournalLine &line);
-  // Lines are missing here: of the steps up to the next one that is told nothing is known.
+  // Lines are missing here: nothing is known of the steps up to the next one in the journal.
   void take_broken() { broken_ = true; }
   // Ends what has not ended.
   void finish();

@@ -33,14 +33,15 @@ void add_failures(WatchReport &report, const Circumstances &c) {
   }
   if (report.reader.holes > 0) {
     reasons.push_back(counted(report.reader.holes, "hole") +
-                      " in history that did not heal, seen during the watch");
+                      " in history that stayed, seen during the watch");
   }
 }
 
 void add_doubts(WatchReport &report, const Circumstances &c) {
   auto &reasons = report.reasons;
   if (c.tree_foreign) {
-    reasons.push_back("the tree is not the one of this journal: another watch's or somebody's");
+    reasons.push_back(
+        "the tree is not the one of this journal: it belongs to another watch or to somebody else");
   }
   if (report.steps.acknowledged == 0) reasons.push_back("nothing was acknowledged");
   if (!c.history_kept.value_or(true)) {
@@ -97,8 +98,8 @@ void tell_story(WatchReport &report, const JournalHead &head, const Story &story
   report.stalls = story.stalls();
   report.line = story.line();
   if (story.resumptions() > 0) {
-    report.remarks.push_back("the watch was gone on with " + counted(story.resumptions(), "time") +
-                             "; what lies between was not "
+    report.remarks.push_back("the watch was resumed " + counted(story.resumptions(), "time") +
+                             "; the time in between was not "
                              "watched");
   }
 }

@@ -1,4 +1,4 @@
-// The report of a watch: what its journal tells, what history shows, and the verdict on both.
+// The report of a watch: what its journal says, what history shows, and the verdict.
 #pragma once
 
 #include "watch/story.h"

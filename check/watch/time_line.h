@@ -1,5 +1,5 @@
-// What happened along the time, in a number of columns that does not grow: when there are too many,
-// neighbours become one.
+// What happened over time, in a limited number of columns: when there are too many, neighbours are
+// combined.
 #pragma once
 
 #include "result/watch.h"

@@ -1,7 +1,7 @@
-// What a watch writes: value and status follow from seed, point and step, so that nothing written
-// has to be kept to know what must come back. Neighbours in time differ in every kind, so that a
-// row that stands at another second is never taken for the one that belongs there. Journals outlive
-// programs: what is calculated here stays as it is for all journals of version 1.
+// What a watch writes: value and status follow from seed, point and step, so nothing has to be
+// stored to know what must come back. Neighbours in time differ in every kind, so that a row at the
+// wrong second is never mistaken for the right one. Journals outlive programs: what is calculated
+// here must not change for journals of version 1.
 #pragma once
 
 #include <cstdint>

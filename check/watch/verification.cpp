@@ -165,7 +165,7 @@ bool Verification::refused(const Slice &slice, const std::string &code) {
   last_code_ = code;
   if (slices_->halve(slice)) return pause(0);
   if (slice.margin) {
-    const std::string remark = "the server does not give history beside the watch's time: " + code;
+    const std::string remark = "the server gives no history from outside the watch's time: " + code;
     if (remarks_.empty() || remarks_.back() != remark) remarks_.push_back(remark);
     return true;
   }

@@ -39,7 +39,7 @@ bool wants_colours(bool on_terminal) {
 // Only what is this watch's, and nothing while it is not sure what that is.
 void remove_tree(WatchReport &report, Verification &verification, const JournalRead &journal) {
   if (verification.tree() != TreeState::ours) {
-    report.remarks.push_back("nothing was removed: no tree of this watch is there");
+    report.remarks.push_back("nothing was removed: there is no tree of this watch");
     return;
   }
   const std::string obstacle = verification.remove();
@@ -101,7 +101,8 @@ WatchReport verify_journal(const std::string &mode, const VerifyOptions &options
     }
     tell_verification(report, verification, story, task.grid);
   }
-  if (journal.running) report.remarks.push_back("the watch goes on; later rows were not judged");
+  if (journal.running)
+    report.remarks.push_back("the watch goes on; rows written later were not judged");
   give_verdict(report, circumstances);
   if (options.remove && report.interrupted == 0) remove_tree(report, verification, journal);
   report.seconds = seconds_since(start);

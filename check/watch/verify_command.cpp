@@ -1,4 +1,5 @@
-// kelpcheck verify: judges a journal, beside its watch or long after it, here or on another host.
+// kelpcheck verify: judges a journal while its watch runs or long afterwards, here or on another
+// host.
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <iostream>
@@ -33,7 +34,7 @@ class VerifyCommand : public Command {
 };
 
 double parse_share(const std::string &words) {
-  const std::string complaint = text("\"", words, "\" is no share such as 10%");
+  const std::string complaint = text("\"", words, "\" is not a percentage such as 10%");
   double share = 0;
   const char *const end = words.data() + words.size();
   const auto [rest, error] = std::from_chars(words.data(), end, share);

@@ -1,4 +1,4 @@
-// kelpcheck watch: writes every second until it is told to end, then judges what it wrote.
+// kelpcheck watch: writes every second until somebody ends it, then judges what it wrote.
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <filesystem>
@@ -88,7 +88,7 @@ JournalHead WatchCommand::new_head() const {
   return head;
 }
 
-// What a journal says is what is gone on with.
+// A watch goes on as its journal says.
 void WatchCommand::agree_with(const JournalHead &head) {
   const auto require = [&](const char *option, bool agrees, const std::string &its) {
     if (!given_.contains(option) || agrees) return;

@@ -38,7 +38,7 @@ Watcher::Watcher(const WatchOptions &options, const JournalHead &head, bool goin
       writing_(options.server, head),
       reading_(options.server, head) {}
 
-// Asks one thing before the watch begins, where nothing else is to be done meanwhile.
+// Asks one thing before the watch begins, while there is nothing else to do.
 Link::Event Watcher::wait_for(Link &link, const Request &request) {
   bool asked = request.what == Request::connect;
   if (!asked) link.ask(request);

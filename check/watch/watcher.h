@@ -1,5 +1,5 @@
 // A watch from its journal to the last step: sets up the tree and both sessions, then keeps the
-// writing and the reading side going until it is told to end.
+// writing and the reading side going until somebody ends it.
 #pragma once
 
 #include "process/signals.h"

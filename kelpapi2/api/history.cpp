@@ -1,4 +1,4 @@
-// History queries and the results that they hand out.
+// History queries and their results.
 #include <algorithm>
 #include <limits>
 

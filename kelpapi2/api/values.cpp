@@ -1,6 +1,6 @@
 // Everything that writes and reads values: current values, history, cache and snapshots. All writes
-// are rows of (id, time, status, value) and end in one function; they differ only in which columns
-// the caller gave as arrays and in what the store makes of them.
+// are rows of (id, time, status, value) and end in one function; they differ only in the columns
+// that the caller gives as arrays, and in what the store does with them.
 #include <algorithm>
 
 #include "api/handles.h"

@@ -1,5 +1,5 @@
-// Opening a connection to the first of several servers that takes it, without ever waiting for
-// longer than was said. Host names are looked up here and not by libpq, which tries the addresses
+// Opening a connection to the first of several servers that accepts it, without ever waiting for
+// longer than was asked. Host names are looked up here and not by libpq, which tries the addresses
 // of a name one after the other and gives all its time to the first one that hangs.
 #pragma once
 

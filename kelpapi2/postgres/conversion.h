@@ -1,6 +1,6 @@
 // Between the values that a store works with and those of PostgreSQL's parameters and results. What
-// a result must look like is checked here and in binary.h: a server that answers otherwise makes a
-// call fail and does no harm.
+// a result must look like is checked here and in binary.h: if a server answers anything else, the
+// call fails and no harm is done.
 #pragma once
 
 #include <vector>

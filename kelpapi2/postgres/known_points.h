@@ -1,5 +1,5 @@
-// Which points a session has seen to exist. Ids are never used again, so such a point is there
-// unless it was deleted since; who relies on it has to notice that.
+// Which points a session has seen to exist. Ids are never used again, so such a point exists unless
+// it was deleted since; callers that rely on it have to notice that.
 #pragma once
 
 #include <span>

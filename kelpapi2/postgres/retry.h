@@ -1,4 +1,4 @@
-// Work that is done again where the server rolled it back for the sake of others.
+// Work that is done again if the server rolled it back in favour of others.
 #pragma once
 
 #include <algorithm>

@@ -1,6 +1,6 @@
-// Samples are inserted plainly, at two thirds of what an insert costs that may also replace. One
-// that meets a sample of the same time is done again as such, and so are the next ones: a program
-// that overwrites once usually goes on.
+// Samples are inserted plainly, which takes two thirds of the time of an insert that may also
+// replace. One that meets a sample of the same time is done again as such, and so are the next
+// ones: a program that overwrites once usually goes on.
 #include "postgres/sample_writer.h"
 
 #include <algorithm>
@@ -19,7 +19,7 @@ constexpr int kUpsertsAfterConflict = 64;
 
 // The points in $1, $2 in number, held for as long as the transaction lasts. One that is gone makes
 // the statement fail with words that end up in the server's log too.
-constexpr std::string_view kDeletedMeanwhile = "a point was deleted meanwhile";
+constexpr std::string_view kDeletedMeanwhile = "a point was deleted at the same time";
 std::string hold_points(const std::string &lock) {
   return "SELECT CASE WHEN count(*) = $2 THEN 1 ELSE CAST ('" + std::string(kDeletedMeanwhile) +
          ", left are ' || CAST (count(*) AS text) AS int4) END"

@@ -1,8 +1,8 @@
 // Writes samples and current values. Rows go to the server in key order and without repeated keys:
 // a statement cannot touch a row twice, and writers that take rows in one order do not deadlock.
 //
-// A write first holds on to its points, in the order of their ids, so that one that is deleted
-// meanwhile leaves no samples behind. A write of several statements holds them so that the next one
+// A write first locks its points, in the order of their ids, so that a point that is deleted at the
+// same time leaves no samples behind. A write of several statements holds them so that the next one
 // of its kind waits there for its turn: else they would stop each other again and again, and one of
 // them for ever. Smaller writes pass by, and wait only for a row that is being written.
 #pragma once

@@ -159,8 +159,8 @@ void check_tables(Session &session) {
   }
 }
 
-// A session that could not write values is none. What the tree takes beyond that is not asked for:
-// whoever only writes values need not have it.
+// A session that could not write values is refused. It may lack rights for the tree: a user who
+// only writes values does not need them.
 void check_rights(Session &session) {
   const std::vector<Result> lacking = session.exchange(
       {{"SELECT privilege || ' on kelp.' || name FROM (VALUES ('object', 'SELECT'),"

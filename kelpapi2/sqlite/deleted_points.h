@@ -1,6 +1,6 @@
 // Points that were deleted, and the samples that they have left, of which there may be millions: a
-// deletion only notes the point. What it has left goes bit by bit, after the deletion and with
-// every later write.
+// deletion only notes the point. The samples are removed little by little, after the deletion and
+// with every later write.
 #pragma once
 
 #include "sqlite/samples.h"

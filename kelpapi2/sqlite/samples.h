@@ -1,7 +1,6 @@
 // All samples of a store, merged into their table or staged on the way there. What is staged was
-// written later than what is merged, so that reading lays the one over the other and writes
-// nothing. Merging is part of writing: a call merges about as many samples as it writes, whatever
-// is staged.
+// written later than what is merged; reading takes that into account, and writes nothing. Merging
+// is part of writing: a call merges about as many samples as it writes, whatever is staged.
 //
 // Everything runs inside a transaction of the caller's, and on points that exist.
 #pragma once

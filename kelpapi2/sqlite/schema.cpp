@@ -1,4 +1,5 @@
-// The version is SQLite's own user_version, and its application_id tells our files from others.
+// The version is SQLite's own user_version, and its application_id distinguishes our files from
+// others.
 #include "sqlite/schema.h"
 
 #include <cstring>

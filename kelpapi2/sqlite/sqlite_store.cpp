@@ -147,7 +147,7 @@ std::vector<ResultCode> SqliteStore::write(WriteKind kind, const SampleRows &row
   });
 }
 
-// The points, with 0, which is none, in place of those that do not exist.
+// The points, with 0, which is no point, instead of those that do not exist.
 std::vector<int32_t> SqliteStore::existing(std::span<const int32_t> ids) {
   std::vector<int32_t> points(ids.begin(), ids.end());
   for (int32_t &id : points) id = known(id) ? id : 0;

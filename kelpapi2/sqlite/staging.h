@@ -2,10 +2,11 @@
 // that writes one row to each of many points would touch a page for every point there. It is staged
 // instead: its rows for the 128 points of a bucket make one block, which is about one page.
 //
-// The blocks of a bucket are numbered in the order of their writing; those that wait to be merged
-// are its backlog. Once all are merged the numbers begin at 0 again, and the rows that the blocks
-// had in the file are written over: a block that keeps its place costs one page, deleting and
-// inserting it costs several. Where only the oldest of many were merged their rows are removed.
+// The blocks of a bucket are numbered in the order in which they were written; those that wait to
+// be merged are its backlog. Once all are merged the numbers begin at 0 again, and the rows that
+// the blocks had in the file are written over: a block that keeps its place costs one page,
+// deleting and inserting it costs several. Where only the oldest of many were merged their rows are
+// removed.
 #pragma once
 
 #include <array>

@@ -1,6 +1,6 @@
 // Lets programs that write to one store take turns. SQLite's lock goes to whoever asks at the right
-// moment, which is always the one that has just given it back: who waits for it says so here, and
-// who gives it back looks here and pauses.
+// moment, which is always the one that has just given it back: a program that waits for it says so
+// here, and the one that gives it back looks here and pauses.
 #pragma once
 
 #include <string>

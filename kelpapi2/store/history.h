@@ -1,7 +1,7 @@
 // What a history query has found, for all its points: the samples, or their statistics, read from
 // the store once and then kept apart from it, so that the rows are those of the query, and their
-// numbers exact, whatever happens to the store. A row is found by its number, so that reading in
-// one order costs what it costs in another.
+// numbers exact, whatever happens to the store. A row is found by its number, so that reading costs
+// the same in every order.
 #pragma once
 
 #include <optional>

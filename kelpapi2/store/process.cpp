@@ -1,4 +1,4 @@
-// Counted when a fork happens: to ask for the process's id would be a system call for every row.
+// Forks are counted as they happen: asking for the process id would be a system call for every row.
 #include "store/process.h"
 
 #include <pthread.h>

@@ -26,7 +26,7 @@ enum ResultCode : int32_t {
   kReadOnly = -12,        // a server that takes no writes, such as a standby
   kForeignStore = -13,    // not a store of this library, or of a newer version of it
   kOutOfMemory = -14,
-  kConflict = -15,      // other writers got in the way every time; worth trying again
+  kConflict = -15,      // other writers got in the way every time: try again
   kEndOfRows = -16,     // the result has no further row, or none in this mode
   kNoConnection = -17,  // the server cannot be reached
   kInternal = -99,      // anything else; the line on standard error says what

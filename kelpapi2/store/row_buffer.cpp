@@ -1,5 +1,5 @@
 // The memory is grown by realloc, which moves large pieces by their page tables: a vector would
-// need the rows twice while it grows. Memory that was never written to counts for nothing.
+// need the rows twice while it grows. Memory that was never written to costs nothing.
 #include "store/row_buffer.h"
 
 #include <fcntl.h>

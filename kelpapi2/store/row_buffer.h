@@ -1,6 +1,6 @@
-// Bytes that are appended and then read in any order. The first 128 MB are in memory. What is
-// longer lies in a file, mapped, so that reading is the same either way; the file has no name, and
-// is gone when it is closed, however the process ends.
+// Bytes that are appended and then read in any order. The first 128 MB are in memory. The rest is
+// in a mapped file, so that reading is the same either way; the file has no name, and is gone when
+// it is closed, however the process ends.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Sums run in long double, so that folding millions of samples costs no visible digit.
+// Sums are in long double, so that adding up millions of samples loses no visible digit.
 #include "store/statistics.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
-// The seam between the C functions and the engines that keep the data. Everything that handles many
-// entries is one call over whole arrays, so that each engine can take its own best way. Failures of
-// a whole call are thrown (Failure); those of single entries are returned.
+// The interface between the C functions and the engines that keep the data. Everything that handles
+// many entries is one call over whole arrays, so that each engine can take its own best way.
+// Failures of a whole call are thrown (Failure); those of single entries are returned.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What the server says of itself before any test data exists: its clock, its databases, and the
+// What the server says about itself before any test data exists: its clock, its databases, and the
 // library's conversion between calendar fields and times.
 #include <algorithm>
 #include <array>

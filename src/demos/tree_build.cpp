@@ -1,6 +1,6 @@
 // Builds the test tree, one node and one point per call, and finds the ids of its points. A node
 // that cannot be inserted is taken for the remains of an earlier run: the tree is torn down and
-// built afresh, until it stands or the tear-down fails.
+// built again, until it is complete or the tear-down fails.
 #include <array>
 
 #include "demos/demos.h"

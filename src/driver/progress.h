@@ -1,5 +1,6 @@
-// One line on standard error that says how far a long demonstration is, if that is a terminal. It
-// is not output: what a run shows on standard output is the same with and without it.
+// One line on standard error, if that is a terminal, that shows the progress of a long
+// demonstration. It is not output: what a run shows on standard output is the same with and without
+// it.
 #pragma once
 
 #include <cstdint>

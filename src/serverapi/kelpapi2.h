@@ -28,12 +28,12 @@
  *              null connection, with -1 for any other null handle. A group may be used with any
  *              connection.
  *   Time       int32 seconds since 1970-01-01 00:00:00 UTC, as of time(2).
- *   Range      begin <= time < end. Other libraries may count the end in.
+ *   Range      begin <= time < end. Other libraries may include the end.
  *   Value      a time, a status (int16, signed, 0 where nothing is wrong with the value) and a
  *              double. Bundled: all doubles are kept to the bit, also infinities and -0.0, whatever
  *              the kind of the point; a NaN stays a NaN, if not the same one.
  *   Full name  DATABASE.NODE for a node, DATABASE.NODE.POINT for a point.
- *   Ids        A point has one id for life. Bundled: it is never used again, and 0 is no point's.
+ *   Ids        A point has one id for life. Bundled: no other point ever gets it, and none has 0.
  *   reserved   Always 0.
  *   Threads    A connection, and what was made through it, is used by one thread at a time.
  *              Different connections may be used at the same time.
@@ -57,14 +57,14 @@
  *   Points     Ids are counted up to 2,147,483,647 over the whole life of a store. One point has
  *              one value per second.
  *   Files      PATH, PATH-wal and PATH-shm are one store: they are moved, copied and removed
- *              together, and only while no program has the store open. If one of them goes away
- *              meanwhile the next call fails with -2, and what is there by then stays as it is.
+ *              together, and only while no program has the store open. If one of them is removed
+ *              while it is open, the next call fails with -2, and what is there then is left alone.
  *              On a local disk only, with a path of at most 504 bytes. A symbolic link is
  *              followed; a file with a second hard link is refused.
  *
- * Bundled: codes. Why a call failed is also said in one line on standard error. Where
- * kelp2_init returns null, for -9, -13, -17 or another reason, that line is all there is. After -2
- * and -12 the session is lost; after -3 from a server it can be lost, and kelp2_status tells.
+ * Bundled: codes. When a call fails, one line on standard error also says why. If kelp2_init
+ * returns null, because of -9, -13, -17 or for another reason, that line is all there is. After -2
+ * and -12 the session is lost; after -3 from a server it may be lost, and kelp2_status says so.
  *
  *    -1  invalid argument: a null handle or array, a negative count, an unknown code or kind
  *    -2  the session is lost: server stopped, file deleted or replaced, process forked
@@ -80,7 +80,7 @@
  *   -12  the server takes no writes, such as a standby
  *   -13  not a store of this library, or of a newer version of it
  *   -14  out of memory
- *   -15  other writers got in the way every time: worth trying again
+ *   -15  other writers got in the way every time: try again
  *   -16  the result has no further row, or none in this mode
  *   -17  the server cannot be reached; only in kelp2_init
  *   -99  anything else
@@ -116,8 +116,8 @@ typedef enum HistoryMode {
   HistoryStatistics = 15 /* a StatValue per interval; kelp2_fetch_stat_value */
 } HistoryMode;
 
-/* Field codes of an object and the type of each field. What the last four mean is the server's;
- * bundled: nothing, nodes and points have them all. */
+/* Field codes of an object and the type of each field. What the last four mean is up to the server;
+ * bundled: they mean nothing, and nodes and points have them all. */
 #define KELP2_FIELD_NAME "PN"        /* text: the object's own name */
 #define KELP2_FIELD_DESCRIPTION "ED" /* text */
 #define KELP2_FIELD_FQ "FQ"          /* int32 */
@@ -162,10 +162,10 @@ static_assert(offsetof(StatValue, stdev) == 56, "StatValue.stdev");
 /* Opens a session with the server at host and port, logged in as user. Null if none could be made.
  * Older sessions stay usable, whatever happened to them, and still have to be closed.
  *
- *   option      A set of bits for the library. Bundled: 8 does not wait until a write is on the
- *               disk. After a power failure the last writes of such a session can be gone, but
- *               never what others wrote, nor the store itself; nothing is lost if only the program
- *               dies. The other bits mean nothing.
+ *   option      A set of bits for the library. Bundled: with 8, calls do not wait until a write is
+ *               on the disk. After a power failure the last writes of such a session can be gone,
+ *               but never what others wrote, nor the store itself; nothing is lost if only the
+ *               program dies. The other bits mean nothing.
  *   init_param  Bundled: how many seconds a call waits, for other writers of a file or for a silent
  *               server, before it fails; 30 is a good value. Over PostgreSQL, less than 1 is 1.
  *   buffer_*    Route and size in the library's own unit of its client-side buffer; "NULL" and 0
@@ -190,7 +190,7 @@ int32_t kelp2_close(ConnectionHandle connection);
 int32_t kelp2_get_system_time(ConnectionHandle connection, int32_t *time);
 
 /* The time of six calendar fields: year with four digits, month and day from 1, hour 0 to 23,
- * minute and second 0 to 59. Needs no connection and has no way to fail. Bundled: the fields are
+ * minute and second 0 to 59. Needs no connection and cannot fail. Bundled: the fields are
  * UTC; one outside its range carries over into the next, as 60 minutes into an hour, and a moment
  * that an int32 cannot hold gives the nearest time that it can. */
 int32_t kelp2_encode_time(int32_t year, int32_t month, int32_t day, int32_t hour, int32_t minute,
@@ -302,7 +302,7 @@ int32_t kelp2_write_histroy_byname(ConnectionHandle connection, int32_t reserved
  * holds a value, the last one cut at the range's end; an interval of 0 or less is the whole range.
  *
  * Bundled: results are what was there at one moment of the query, whatever is written or deleted
- * afterwards, and no longer need the session. To that end the query reads all its rows before it
+ * afterwards, and no longer need the session. For that, the query reads all its rows before it
  * returns, 16 bytes for a value and 64 for a row of statistics: up to 128 MB are kept in memory,
  * more than that in a nameless file in TMPDIR or /var/tmp (-10 if there is no room). Releasing the
  * last result of the query frees both. A server that distributes points has one moment for each
@@ -330,7 +330,7 @@ int32_t kelp2_free_result(ResultHandle result);
 /* ---- Cache and snapshots ---- */
 
 /* Writes `count` rows, each of its own point and time, to the server's cache. Whether and when they
- * become history is the server's. Bundled: they are history at once. */
+ * become history is up to the server. Bundled: they are history at once. */
 int32_t kelp2_write_cache(ConnectionHandle connection, int32_t reserved, int32_t count,
                           const int32_t *ids, const int32_t *times, const int16_t *statuses,
                           const double *values, int32_t *errors);
@@ -340,8 +340,8 @@ int32_t kelp2_write_cache_one(ConnectionHandle connection, int32_t reserved, int
                               int32_t count, const int32_t *times, const int16_t *statuses,
                               const double *values, int32_t *error);
 
-/* Sets the value of each point at one given time. Bundled: in the history; the current value stays
- * as it is. */
+/* Sets the value of each point at one given time. Bundled: it becomes history; the current value
+ * does not change. */
 int32_t kelp2_write_snap(ConnectionHandle connection, int32_t reserved, int32_t count,
                          const int32_t *ids, int32_t time, const int16_t *statuses,
                          const double *values, int32_t *errors);

@@ -1,5 +1,5 @@
-// How the tests run kelpcheck: over a store in a file, in front of a library with a fault, and what
-// is left behind.
+// How the tests run kelpcheck: over a store in a file, over a library with a fault, and what is
+// left behind.
 #pragma once
 
 #include <string>

@@ -153,7 +153,7 @@ TEST(Prefix, InUseByARunThatLivesIsLeftAlone) {
   ASSERT_TRUE(first.wait_for_output("connection.status", 60s)) << first.errors();
   Process second(command(host, {}));
   EXPECT_EQ(second.wait(30s), kRefused) << second.output();
-  EXPECT_THAT(second.output(), HasSubstr("another run works under the prefix KELPCHECK: host "));
+  EXPECT_THAT(second.output(), HasSubstr("another run uses the prefix KELPCHECK: host "));
   EXPECT_THAT(second.output(), HasSubstr("process " + std::to_string(first.pid())));
   Process beside(command(host, {"--prefix=OTHER", "--only=values.later"}));
   EXPECT_EQ(beside.wait(60s), kPassed) << beside.output();

@@ -1,4 +1,4 @@
-// kelpcheck before servers that do otherwise what the header leaves open: they pass, and their
+// kelpcheck over servers that do differently what the header leaves open: they pass, and their
 // habit is shown; one that changes where it is expected to stay is a failure; one that cannot be
 // found out leaves the verdict open.
 #include <gmock/gmock.h>

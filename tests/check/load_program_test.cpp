@@ -1,4 +1,4 @@
-// kelpcheck load and compare as their users run them: over a healthy server, and before one that is
+// kelpcheck load and compare as their users run them: over a healthy server, and over one that is
 // slow, careless or gone.
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -139,7 +139,7 @@ TEST(LoadProgram, SaysWhatCannotBeBegun) {
        2,
        "has one of its own"},
       {{"--begin=2037-01-01"}, 2, "not in the past"},
-      {{"--for=soon"}, 2, "no duration"},
+      {{"--for=soon"}, 2, "not a duration"},
       {{"--do=everything"}, 2, "--do"},
       {{"--find-limit", "--rate=5"}, 2, "leave --rate out"},
       {{"-Hfile:/no/such/folder/store"}, 3, "NO CONNECTION"},

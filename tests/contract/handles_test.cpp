@@ -1,4 +1,4 @@
-// Handles that are missing, and counts and arrays that cannot be.
+// Handles that are missing, and counts and arrays that make no sense.
 #include <tuple>
 
 #include "contract.h"

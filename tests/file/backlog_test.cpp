@@ -1,5 +1,5 @@
-// What is staged when much is: a call merges what it carries and no more, and what was written last
-// counts, whatever of it is merged already.
+// A large backlog: a call merges its share and no more, and what was written last counts, however
+// much of it is merged already.
 #include <map>
 #include <random>
 

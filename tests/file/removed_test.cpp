@@ -1,4 +1,5 @@
-// The file goes away under the continuous writer, which takes up with what it finds there.
+// The file is removed while the continuous writer uses it, and the writer goes on with what it
+// finds there.
 #include "fixture.h"
 
 namespace kelptest {

@@ -1,4 +1,4 @@
-// The line on a terminal that says how far a long demonstration is.
+// The line on a terminal that shows the progress of a long demonstration.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>

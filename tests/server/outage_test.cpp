@@ -1,4 +1,4 @@
-// The server goes away under a running program and comes back.
+// The server is stopped while the program runs, and comes back.
 #include <signal.h>
 
 #include <functional>

@@ -1,4 +1,4 @@
-// Connections that cannot be had. Whatever the cause, the program says "connect error!", ends with
+// Connections that are refused. Whatever the cause, the program says "connect error!", ends with
 // status 0, and one line on standard error names the cause and keeps the password to itself.
 #include "fixture.h"
 

@@ -2,8 +2,8 @@
 // in place of columns.
 //
 // A call with an entry per point, object or row returns its entries. If it fails as a whole, each
-// of them is the call's code, and there is one at least: a failure never goes unseen. What reads
-// gives nothing (a null handle, an empty optional, no rows) where it failed.
+// of them is the call's code, and there is one at least: a failure never goes unseen. A reading
+// that failed gives nothing (a null handle, an empty optional, no rows).
 #pragma once
 
 #include <kelpapi2.h>

@@ -1,5 +1,5 @@
-// A watch in front of a library that does one thing: what an honest server may do in an outage is
-// PASSED and told, what none may do is FAILED, with exact numbers.
+// A watch over a library that does one thing: what an honest server may do in an outage is PASSED
+// and reported, what none may do is FAILED, with exact numbers.
 #include <pugixml.hpp>
 
 #include "fixture.h"

@@ -1,5 +1,5 @@
-// A journal outlives its watch: gone on with, judged beside it and after it, damaged, or with
-// another tree.
+// A journal outlives its watch: another watch goes on with it, it is judged during the watch and
+// afterwards, it is damaged, or the tree is another one.
 #include <signal.h>
 
 #include <filesystem>
