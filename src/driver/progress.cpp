@@ -1,6 +1,6 @@
-// The cursor stays at the start of the line, so that a message of the library, which knows nothing of
-// the line, covers it. A signal can come at any moment: what its handler looks at is set before the
-// line is drawn, and it writes without the stream.
+// The cursor stays at the start of the line, so that a message of the library, which knows nothing
+// of the line, covers it. A signal can come at any moment: what its handler looks at is set before
+// the line is drawn, and it writes without the stream.
 #include "driver/progress.h"
 
 #include <signal.h>
