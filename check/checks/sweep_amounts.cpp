@@ -12,7 +12,7 @@ namespace kelpcheck {
 namespace {
 
 // Points of the bed that hold doubles, by their use.
-constexpr size_t kRowsById = 0, kRowsByName = 5, kMagnitudes = 10, kBoundaries = 55;
+constexpr size_t kRowsById = 0, kRowsByName = 5, kMagnitudes = 10, kBoundaries = 55, kEras = 0;
 
 constexpr double kSlow = 0.5;  // seconds, after which larger sizes are left out
 
@@ -199,6 +199,29 @@ void magnitudes(Bed &bed) {
   }
 }
 
+// Whatever the year; where a server refuses rows that old or new, it has no statistics of them.
+void eras(Bed &bed) {
+  const size_t point = kEras;
+  // 1938, just before and over 1970, the leap day of 2000, the end of 2020, 2030.
+  for (const int32_t begin :
+       {-1'000'000'000, -3000, -500, 951'868'300, 1'609'458'700, 1'900'000'000}) {
+    std::vector<Sample> samples;
+    Columns block;
+    for (int32_t k = 0; k < 12; ++k) {
+      const double value = (k % 5 - 2) * 1.5 + k * 0.25;
+      samples.push_back({begin + k * k * 7, static_cast<int16_t>(k * 11), value});
+      block.add(samples.back());
+    }
+    bool taken = false;
+    refusal_of([&] { taken = bed.session->write_history(bed.ids[point], block)[0] == 0; });
+    if (!taken) continue;
+    for (const int32_t step : {40, 300, 1000}) {
+      const StatisticsQuery query{begin - 3, begin + 997, step, bed.kind(point), bed.names[point]};
+      expect_statistics(bed, point, samples, query, step == 300);
+    }
+  }
+}
+
 // An interval of 0 or less, if that is not refused, is one over the whole range; and a range
 // without values has no statistics.
 void no_interval(Bed &bed) {
@@ -232,6 +255,7 @@ Family sweep_amounts_family() {
            {"sweep.points", "A thousand points in one node and one call are all there.", points, 2},
            {"sweep.statistics.magnitudes",
             "Statistics are right for large, small, equal and single values.", magnitudes},
+           {"sweep.statistics.eras", "So they are before 1970, after 2030 and at leap days.", eras},
            {"sweep.statistics.no_interval", "An interval of 0 or less always gets the same answer.",
             no_interval},
            {"sweep.statistics.boundaries",

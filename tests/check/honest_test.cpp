@@ -1,6 +1,6 @@
 // kelpcheck over servers that do differently what the header leaves open: they pass, and their
 // habit is shown; one that changes where it is expected to stay is a failure; one that cannot be
-// found out leaves the verdict open.
+// found out leaves the verdict open. And before a few that do what it forbids, without --expect.
 #include <gmock/gmock.h>
 
 #include <fstream>
@@ -93,11 +93,28 @@ INSTANTIATE_TEST_SUITE_P(
         {"cache_never", "cache.one.roundtrip", "cache.history", "not while the run waits for them"},
         {"before_1970_refused", "sweep.times.history", "times.before_1970", "refused"},
         {"ax_is_float", "server.numbers", "value.ax_wide", "rounded"},
+        {"one_session", "connection.second_session", "session.second", "refused"},
         {"nodes_go_with_their_points", "server.tree", "tree.delete_full_node", "deletes them too"},
         {"statistics_at_end", "statistics.byid", "statistics.time", "the interval's end"},
         {"linear_average", "statistics.byid", "statistics.avg",
          "straight lines between values, the last one held to the interval's end"}}),
     [](const auto &instance) { return instance.param.name; });
+
+TEST(Faulty, ServersAreFoundByTheCheckThatIsThereForThem) {
+  const struct {
+    const char *name, *only, *found_by;
+  } cases[] = {{"unknown_objects_invented", "connection.status", "run.open"},
+               {"deleted_points_still_read", "tree.deleted", "tree.deleted"},
+               {"ids_ignore_database", "sweep.names.near", "sweep.names.near"},
+               {"list_cuts_name_at_underscore", "sweep.names.near", "sweep.names.near"},
+               {"mintime_off_before_1970", "sweep.statistics.eras", "sweep.statistics.eras"}};
+  for (const auto &[name, only, found_by] : cases) {
+    const TempFolder folder;
+    HabitRun run({only}, planted(name, folder));
+    EXPECT_EQ(run.wait(), kFailed) << name << run.output();
+    EXPECT_THAT(run.output(), HasSubstr(std::string("FAILED   ") + found_by));
+  }
+}
 
 // An upgrade, as it were: the report is of the bundled library, the server then another one.
 TEST(Habit, ThatIsNotTheOneOfAnEarlierReportIsShownOldAndNew) {
