@@ -209,43 +209,48 @@ Words with_fault(const std::string &fault) {
 constexpr double kTimeToShorten = 8;  // seconds
 constexpr size_t kLongest = 60;       // calls of a sequence
 
-// Faults that show only after certain calls, and how many calls are enough to show them.
-TEST(Sequences, FindAFaultMakeItSmallAndShowItInC) {
-  const struct {
-    const char *fault;
-    size_t calls;
-  } cases[] = {{"write_snap:lost after write_cache", 7},
-               {"write_value:lost after an update", 6},
-               {"write_histroy_byname:lost after a deletion", 8},
-               {"write_histroy_byid:third lost", 7},
-               {"get_value_byname:crash after write_cache", 5}};
-  for (const auto &[fault, calls] : cases) {
-    const TempFolder folder;
-    const std::string host = "file:" + folder.path("store"), source = folder.path("shown.c");
-    Process run({CHECK_PROGRAM, "-H" + host, "-O8", "--only", "explore.*", "--explore-calls=4000",
-                 "--seed=3", "--settle=0.3", "--reproduce", source, "--json", folder.path("json")},
-                with_fault(fault));
-    ASSERT_EQ(run.wait(120s), 1) << fault << run.output() << run.errors();
-    nlohmann::json report;
-    std::ifstream(folder.path("json")) >> report;
-    EXPECT_EQ(report["options"]["seed"], 3);
-    for (const auto &check : report["checks"]) {
-      if (check["name"] != "explore.sequences") continue;
-      const size_t steps = check["first_difference"]["steps"].size();
-      const bool had_time = check["seconds"] < kTimeToShorten;
-      EXPECT_LE(steps, had_time ? calls + 1 : kLongest) << run.output();
-    }
-    const std::string program = folder.path("shown");
-    Process compiler({"sh", "-c",
-                      C_COMPILER " -std=c11 -Wall -Wextra -pedantic -Werror -o " + program + " " +
-                          source + " " LIBRARY});
-    ASSERT_EQ(compiler.wait(60s), 0) << fault << compiler.errors();
-    Process shown({program, host}, with_fault(fault)), not_there({program, host + "2"});
-    EXPECT_EQ(shown.wait(60s), 1) << fault << shown.output() << shown.errors();
-    EXPECT_EQ(not_there.wait(60s), 0) << fault << not_there.output() << not_there.errors();
-    Process no_session({program, "file:" + folder.path("none/store")});
-    EXPECT_EQ(no_session.wait(60s), 2) << no_session.errors();
+// A fault that shows only after certain calls, and how many calls are enough to show it.
+struct LateFault {
+  const char *fault;
+  size_t calls;
+};
+
+class Sequences : public testing::TestWithParam<LateFault> {};
+
+INSTANTIATE_TEST_SUITE_P(Late, Sequences,
+                         testing::Values(LateFault{"write_snap:lost after write_cache", 7},
+                                         LateFault{"write_value:lost after an update", 6},
+                                         LateFault{"write_histroy_byname:lost after a deletion", 8},
+                                         LateFault{"write_histroy_byid:third lost", 7},
+                                         LateFault{"get_value_byname:crash after write_cache", 5}));
+
+TEST_P(Sequences, FindAFaultMakeItSmallAndShowItInC) {
+  const auto &[fault, calls] = GetParam();
+  const TempFolder folder;
+  const std::string host = "file:" + folder.path("store"), source = folder.path("shown.c");
+  Process run({CHECK_PROGRAM, "-H" + host, "-O8", "--only", "explore.*", "--explore-calls=4000",
+               "--seed=3", "--settle=0.3", "--reproduce", source, "--json", folder.path("json")},
+              with_fault(fault));
+  ASSERT_EQ(run.wait(120s), 1) << fault << run.output() << run.errors();
+  nlohmann::json report;
+  std::ifstream(folder.path("json")) >> report;
+  EXPECT_EQ(report["options"]["seed"], 3);
+  for (const auto &check : report["checks"]) {
+    if (check["name"] != "explore.sequences") continue;
+    const size_t steps = check["first_difference"]["steps"].size();
+    const bool had_time = check["seconds"] < kTimeToShorten;
+    EXPECT_LE(steps, had_time ? calls + 1 : kLongest) << run.output();
   }
+  const std::string program = folder.path("shown");
+  Process compiler({"sh", "-c",
+                    C_COMPILER " -std=c11 -Wall -Wextra -pedantic -Werror -o " + program + " " +
+                        source + " " LIBRARY});
+  ASSERT_EQ(compiler.wait(60s), 0) << fault << compiler.errors();
+  Process shown({program, host}, with_fault(fault)), not_there({program, host + "2"});
+  EXPECT_EQ(shown.wait(60s), 1) << fault << shown.output() << shown.errors();
+  EXPECT_EQ(not_there.wait(60s), 0) << fault << not_there.output() << not_there.errors();
+  Process no_session({program, "file:" + folder.path("none/store")});
+  EXPECT_EQ(no_session.wait(60s), 2) << no_session.errors();
 }
 
 }  // namespace kelptest
