@@ -17,7 +17,8 @@ constexpr double kPatience = 2;      // seconds for a killed process to end
 constexpr double kFarewell = 1;      // seconds for one that ends by itself
 constexpr size_t kMostSaid = 2'000;  // bytes kept of what the library prints during a request
 
-// Reads requests line by line until the parent closes its end.
+// Reads requests line by line until one is empty. That the parent closes its end need not show:
+// processes that it started later hold it, too.
 int serve_requests(int requests, const Worker::Serve &serve, const RecordPipe &answers) {
   std::string bytes;
   char buffer[4096];
@@ -29,6 +30,7 @@ int serve_requests(int requests, const Worker::Serve &serve, const RecordPipe &a
     for (size_t end; (end = bytes.find('\n')) != std::string::npos;) {
       const std::string request = bytes.substr(0, end);
       bytes.erase(0, end + 1);
+      if (request.empty()) return 0;
       answers.send(serve(request));
     }
   }
@@ -50,6 +52,7 @@ Worker::Worker(const std::function<Serve(CallBoard &board)> &make) {
 // Its requests have come to their end, so that it closes what it has; if that takes long it is
 // killed.
 Worker::~Worker() {
+  if (!child_->ended()) ask("");
   close(requests_);
   for (const int64_t start = now_ns(); !child_->ended() && seconds_since(start) < kFarewell;) {
     wait_readable(descriptors(), 10);
