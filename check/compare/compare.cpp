@@ -1,5 +1,7 @@
 #include "compare/compare.h"
 
+#include <algorithm>
+
 #include "compare/timed.h"
 #include "result/text.h"
 
@@ -78,6 +80,10 @@ Comparison compare(const ReportFile &before, const ReportFile &after, double tol
     throw NotComparable(before.path + " is of a kind that this kelpcheck does not know: \"" +
                         printable(before.mode) + "\"");
   }
+  const auto &sections = comparison.sections;
+  const bool nothing = std::all_of(sections.begin(), sections.end(),
+                                   [](const auto &section) { return section.lines.empty(); });
+  if (nothing) throw NotComparable("the two reports have nothing in common to compare");
   return comparison;
 }
 

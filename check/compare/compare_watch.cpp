@@ -37,12 +37,11 @@ void compare_verdicts(const ReportFile &before, const ReportFile &after, Compari
 void compare_losses(const ReportFile &before, const ReportFile &after, Comparison &to) {
   ComparisonSection section{"Values", {}};
   const auto add = [&](const json &old_from, const json &new_from, const char *name) {
-    const auto was = std::llround(number_in(old_from, name));
-    const auto is = std::llround(number_in(new_from, name));
+    const double was = number_in(old_from, name), is = number_in(new_from, name);
     std::string words = name;
     std::replace(words.begin(), words.end(), '_', ' ');
-    section.lines.push_back(line_of(words, with_thousands(is), with_thousands(was),
-                                    change_by(static_cast<double>(is - was))));
+    section.lines.push_back(line_of(words, with_thousands(std::llround(is)),
+                                    with_thousands(std::llround(was)), change_by(is - was)));
   };
   for (const char *name : {"lost", "changed", "foreign"}) {
     add(object_in(before.json, "samples"), object_in(after.json, "samples"), name);
@@ -110,6 +109,10 @@ void compare_watch(const ReportFile &before, const ReportFile &after, Comparison
   if (old_options.value("points", json()) != new_options.value("points", json())) {
     throw NotComparable(
         "the two watches had different numbers of points: their values cannot be compared");
+  }
+  for (const ReportFile *report : {&before, &after}) {
+    if (object_in(report->json, "samples").empty())
+      throw NotComparable(report->path + " has no samples: it is damaged");
   }
   compare_verdicts(before, after, to);
   compare_losses(before, after, to);
