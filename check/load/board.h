@@ -65,8 +65,9 @@ struct StageBoard {
 };
 
 struct LoadBoard {
-  std::atomic<bool> made;       // the points are there
-  std::atomic<int64_t> writes;  // that were begun, over all stages
+  std::atomic<bool> made;        // the points are there
+  std::atomic<int64_t> writes;   // that were begun, over all stages
+  std::atomic<int64_t> written;  // rows that the server acknowledged
   StageBoard stage;
 
   void begin_stage(const StageOrder &order);

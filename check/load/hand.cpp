@@ -133,6 +133,7 @@ void Hand::fill() {
     }
     const Out<int32_t> error = session_->write_history(ids_[point], rows);
     if (error[0] != 0) throw CallFailed(text("kelp2_write_histroy_byid gave the entry ", error[0]));
+    board_.written += options_.rows;
   }
   Columns current;
   for (int32_t point = 0; point < options_.points; ++point) {
@@ -140,6 +141,7 @@ void Hand::fill() {
     current.add({0, value.status, value.value});
   }
   session_->write_value(ids_, time_of(options_.rows), current);
+  board_.written += options_.points;
 }
 
 void Hand::run_stage() {
@@ -252,6 +254,7 @@ Hand::Outcome Hand::write(CallKind kind) {
   if (kind == CallKind::history) {
     const Out<int32_t> error =
         session_->write_history(ids_[static_cast<size_t>(work_.point(prepared_))], columns_);
+    if (error[0] == 0) board_.written += columns_.size();
     return {error[0] == 0 ? columns_.size() : 0, error[0] != 0};
   }
   const bool snap = kind == CallKind::snap;
@@ -262,6 +265,7 @@ Hand::Outcome Hand::write(CallKind kind) {
     const bool failed = snap ? errors[i] != 0 : errors[i] < 0;
     if (!failed) ++done;
   }
+  board_.written += done;
   return {done, done < static_cast<int64_t>(errors.size())};
 }
 

@@ -109,7 +109,7 @@ LoadStage judge(const StageSum &sum, double offered, double within, bool cut) {
   stage.calls = sum.calls;
   stage.failures = sum.failures;
   stage.rows = sum.latency.rows;
-  const int64_t end = std::max(schedule.end(), sum.last_end);
+  const int64_t end = std::max(std::min(schedule.end(), sum.interrupted), sum.last_end);
   stage.seconds = static_cast<double>(end - schedule.begin) * kNano;
   const int64_t until = cut ? sum.last_end : end;
   const auto time = static_cast<double>(until - sum.order.counted_from) * kNano;

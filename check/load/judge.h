@@ -15,6 +15,7 @@ struct StageSum {
   StageOrder order;
   int64_t calls = 0, failures = 0, all_rows = 0;
   int64_t most_late = 0, last_end = 0;
+  int64_t interrupted = INT64_MAX;  // when: the stage has no calls after that
   Figure latency{}, service{}, late{};
   StagePart slices[kSlices]{};
   double outside = 0, host_waiting = 0;  // sums over sessions

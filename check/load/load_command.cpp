@@ -58,6 +58,15 @@ void add_parsed(CLI::App &app, const std::string &name, const std::string &help,
       ->group("Load");
 }
 
+Doing parse_doing(const std::string &word) {
+  for (const Doing doing :
+       {Doing::write, Doing::history, Doing::snap, Doing::read, Doing::query, Doing::mixed}) {
+    if (word == name_of(doing)) return doing;
+  }
+  throw std::invalid_argument("--do: \"" + word +
+                              "\" is none of write, history, snap, read, query and mixed");
+}
+
 void LoadCommand::add_options(CLI::App &app) {
   app.footer(
       "Exit status: 0 measured, 1 rows read back wrong, 2 wrong usage, refused (a prefix that\n"
@@ -70,16 +79,12 @@ void LoadCommand::add_options(CLI::App &app) {
 
 void LoadCommand::add_load(CLI::App &app) {
   const char *group = "Load";
-  const std::map<std::string, Doing> words{{"write", Doing::write}, {"history", Doing::history},
-                                           {"snap", Doing::snap},   {"read", Doing::read},
-                                           {"query", Doing::query}, {"mixed", Doing::mixed}};
-  app.add_option("--do", o_.doing, "What the calls do: write, history, snap, read, query or mixed")
-      ->transform(CLI::CheckedTransformer(words).description(""))
-      ->option_text("WORD [write]")
-      ->group(group);
-  app.add_option("--rate", o_.rate, "Rows per second; without it, each point once a second")
-      ->check(CLI::Range(0.001, 1e12))
-      ->always_capture_default(false)
+  add_parsed(app, "--do", "What the calls do: write, history, snap, read, query or mixed",
+             parse_doing, o_.doing, "write");
+  require_range(
+      app.add_option("--rate", o_.rate, "Rows per second; without it, each point once a second"),
+      0.001, 1e12)
+      ->option_text("ROWS")
       ->group(group);
   app.add_option("--sessions", o_.sessions, "Sessions, each a process")
       ->check(CLI::Range(1, 1000))

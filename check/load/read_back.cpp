@@ -142,14 +142,16 @@ void Reader::compare_history(int32_t point, const Rows &rows) {
 bool Reader::history_holds_any() {
   constexpr int64_t pause = 300'000'000;
   for (;;) {
+    bool any = false;
     for (const int32_t point : points_) {
       const Rows rows = written(point);
       if (rows.empty()) continue;
+      any = true;
       const int64_t last = rows.back().second;
       const int64_t first = std::max(rows.front().second, last - kSlice);
       if (!fetch(point, first, last + 1).empty()) return true;
     }
-    if (settled()) return false;
+    if (!any || settled()) return false;
     wait_until(now_ns() + pause, {});
   }
 }
@@ -193,7 +195,8 @@ ReadBackAccount Reader::read() {
   const bool wrote = board_.writes > stage_.first_write;
   if (!wrote) return {evidence_, how};
   if (stage_.failed_writes > kFailedWritesKept) {
-    return {evidence_, "nothing of the last stage, in which too many calls failed"};
+    if (!how.empty()) how += ", but not of the last stage, in which too many calls failed";
+    return {evidence_, how};
   }
   const bool current = r_.options.doing == Doing::write || r_.options.doing == Doing::mixed;
   if (r_.options.doing == Doing::snap) {

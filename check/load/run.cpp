@@ -44,6 +44,7 @@ LoadRun::LoadRun(const LoadOptions &options, LoadReport &report, LoadWatcher wat
 void LoadRun::work() {
   const int64_t start = now_ns();
   if (open()) {
+    require_room();
     auto keeper = std::make_unique<ClaimKeeper>(o_);
     if (make()) measure();
     keeper.reset();
@@ -96,17 +97,22 @@ void LoadRun::measure() {
   if (o_.find_limit) {
     search();
   } else {
-    at_fixed_rate();
+    run_stage(o_.rate, o_.seconds, 0, "rate");
   }
   if (!over()) read_back();
 }
 
-void LoadRun::at_fixed_rate() {
-  if (run_stage(o_.rate, o_.seconds, 0, "rate") || over()) return;
+// What is begun needs seconds for all of a fixed rate, or for a call of each session of a search.
+void LoadRun::require_room() {
+  const Schedule least{0, 1, o_.sessions, o_.sessions};
+  if (over() || room_for(o_.find_limit ? least : schedule_of(o_.rate, o_.seconds))) return;
+  remove();
   throw std::runtime_error(
-      text("from ", clock_text(o_.begin), " to now there are ", with_thousands(seconds_there_),
-           " seconds, and every row of a point has one of its own: this load needs more; use a "
-           "lower --rate, a shorter --for, more --points or an earlier --begin"));
+      text("from ", clock_text(o_.begin), " to now there are ",
+           with_thousands(std::max<int64_t>(seconds_there_, 0)),
+           " seconds, and every row of a point has one of its own: this load needs more; use an "
+           "earlier --begin, a lower --rate, a shorter --for, fewer --rows or more --points",
+           report_.left.empty() ? "" : "; not cleared up: ", report_.left));
 }
 
 void LoadRun::search() {
@@ -169,14 +175,18 @@ bool LoadRun::room_for(const Schedule &schedule) {
   return true;
 }
 
-// Nothing where the seconds do not suffice, or the run is over.
-std::optional<LoadStage> LoadRun::run_stage(double rate, double seconds, double uncounted,
-                                            const std::string &purpose) {
+Schedule LoadRun::schedule_of(double rate, double seconds) const {
   const double calls_per_second = rate / work_.mean_rows();
   const double calls = std::max(1.0, std::ceil(seconds * calls_per_second));
   const int64_t start_up = kSecond / 50 + kSecond / 500 * o_.sessions;
-  Schedule schedule{now_ns() + start_up, 1e9 / calls_per_second,
-                    static_cast<int64_t>(std::min(calls, 1e15)), o_.sessions};
+  return {now_ns() + start_up, 1e9 / calls_per_second, static_cast<int64_t>(std::min(calls, 1e15)),
+          o_.sessions};
+}
+
+// Nothing where the seconds do not suffice, or the run is over.
+std::optional<LoadStage> LoadRun::run_stage(double rate, double seconds, double uncounted,
+                                            const std::string &purpose) {
+  const Schedule schedule = schedule_of(rate, seconds);
   if (!room_for(schedule)) return std::nullopt;
   watcher_.phase(text(purpose, ": ", rate_text(rate), " values/s"));
   StageOrder order{schedule, schedule.begin + static_cast<int64_t>(uncounted * 1e9), 0, 0, 0};
@@ -189,7 +199,10 @@ std::optional<LoadStage> LoadRun::run_stage(double rate, double seconds, double 
   StageSum sum(order);
   for (size_t i = 0; i < team_.size(); ++i) sum.add(team_.board(i).stage);
   take_seconds(schedule, std::max(sum.last_end, schedule.begin) + kSecond);
-  LoadStage stage = judge(sum, rate, o_.within, team_.control().cut < schedule.end());
+  const bool interrupted = team_.interrupted() != 0;
+  if (interrupted) sum.interrupted = team_.control().cut;
+  const bool cut = !interrupted && team_.control().cut < schedule.end();
+  LoadStage stage = judge(sum, rate, o_.within, cut);
   stage.purpose = purpose;
   if (sum.calls == 0 && over()) return std::nullopt;
   report_.stages.push_back(stage);
@@ -273,6 +286,10 @@ void LoadRun::clean() {
     report_.remarks.push_back("the rows stay on the server (--keep)");
     return;
   }
+  remove();
+}
+
+void LoadRun::remove() {
   watcher_.phase("clearing up");
   int64_t time = 0;
   const std::string problem = ask_steward("clean", time);
@@ -280,10 +297,7 @@ void LoadRun::clean() {
 }
 
 void LoadRun::remark() {
-  const Figures &f = report_.figures;
-  for (const Op op : {Op::write_value, Op::write_histroy_byid, Op::write_snap}) {
-    report_.rows_written += f[op].rows;
-  }
+  for (size_t i = 0; i < team_.size(); ++i) report_.rows_written += team_.board(i).written;
   double waiting = 0;
   for (const LoadStage &stage : report_.stages) waiting = std::max(waiting, stage.host_waiting);
   constexpr double much = 0.1;

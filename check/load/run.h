@@ -27,11 +27,12 @@ class LoadRun {
 
  private:
   bool open();
+  void require_room();
   bool make();
   void measure();
-  void at_fixed_rate();
   void search();
   double burst();
+  Schedule schedule_of(double rate, double seconds) const;
   std::optional<LoadStage> run_stage(double rate, double seconds, double uncounted,
                                      const std::string &purpose);
   void watch_stage(const StageOrder &order);
@@ -41,6 +42,7 @@ class LoadRun {
   bool room_for(const Schedule &schedule);
   void read_back();
   void clean();
+  void remove();
   void remark();
   std::string ask_steward(const std::string &request, int64_t &time);
   bool over() const { return team_.interrupted() != 0 || !report_.problem.empty(); }

@@ -7,7 +7,8 @@ namespace kelpcheck {
 namespace {
 
 constexpr double kPrecision = 1.05;
-constexpr int kMostSteps = 40;  // of the climb, up or down
+constexpr int kMostSteps = 40;      // of the climb up
+constexpr int kMostStepsDown = 12;  // where even a thousandth fails, a lower rate says nothing
 constexpr int kMostConfirmations = 3;
 
 class Search {
@@ -25,6 +26,7 @@ class Search {
 
   const RunStage &run_;
   LoadLimit limit_;  // rows_per_second is the highest that held, beyond the lowest that did not
+  bool hopeless_ = false;  // every call of the last stage failed: no lower rate helps
 };
 
 bool Search::try_rate(double rate, const char *purpose) {
@@ -37,6 +39,7 @@ bool Search::try_rate(double rate, const char *purpose) {
     stage = repeated;
   }
   if (!stage) return false;
+  hopeless_ = stage->calls > 0 && stage->failures == stage->calls;
   if (stage->kept_up) {
     limit_.rows_per_second = rate;
   } else {
@@ -49,9 +52,10 @@ bool Search::try_rate(double rate, const char *purpose) {
 
 // Until there is a rate that holds, and one that does not.
 bool Search::climb(double rate) {
-  for (int step = 0; step < kMostSteps; ++step) {
+  for (int step = 0; step < (limit_.beyond > 0 ? kMostStepsDown : kMostSteps); ++step) {
     if (!try_rate(rate, "climb")) return false;
     if (limit_.rows_per_second > 0 && limit_.beyond > 0) return true;
+    if (hopeless_) return true;
     rate = limit_.beyond > 0 ? rate / 2 : rate * 2;
   }
   return true;

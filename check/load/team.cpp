@@ -106,6 +106,7 @@ int Team::take_signal() {
     for (const auto &member : members_) member->worker->kill();
   }
   interrupted_ = signal;
+  control_->end_at(now_ns());
   control_->stop = true;
   return signals_taken_;
 }

@@ -79,8 +79,8 @@ std::string Work::words() const {
     case Doing::read: return "kelp2_get_value_byid of " + all;
     case Doing::query: return text("kelp2_get_history_byid of ", rows_, " rows of one point");
     default:
-      return text("of ten calls ", kMixedWrites, " write and ", kMixedReads, " read ", all, ", ",
-                  kMixedQueries, " queries ", rows_, " rows of one point");
+      return text("ten calls of which ", kMixedWrites, " write and ", kMixedReads, " read ", all,
+                  ", and ", kMixedQueries, " queries ", rows_, " rows of one point");
   }
 }
 

@@ -108,6 +108,7 @@ void LoadText::end() {
 
 std::string read_back_words(const LoadReport &report) {
   if (!report.read_back) return report.read_how.empty() ? "nothing" : report.read_how;
+  if (report.evidence.compared == 0) return "nothing, as no row is known to be there";
   return text(with_thousands(report.evidence.compared), " rows from ", report.read_how, ", ",
               report.evidence.differences == 0
                   ? "all as written"

@@ -59,7 +59,8 @@ std::string LoadReport::summary() const {
                 evidence.differences, " differences in ", evidence.compared, " values read back");
   }
   if (!problem.empty()) return problem;
-  if (stages.empty()) return "nothing was measured";
+  if (stages.empty())
+    return "nothing was measured" + (limit.reason.empty() ? "" : ": " + limit.reason);
   if (searched && limit.rows_per_second > 0) {
     const bool at_least = limit.limited_by != LimitedBy::server;
     std::string line = text("takes ", at_least ? "at least " : "",
@@ -73,12 +74,15 @@ std::string LoadReport::summary() const {
       line += ", which is the limit of this program itself";
     return line;
   }
-  if (searched) return "keeps up with none of the rates that were tried: " + limit.reason;
+  if (searched && !limit.reason.empty())
+    return "keeps up with none of the rates that were tried: " + limit.reason;
   const LoadStage &stage = stages.back();
+  std::string latency = ", 99 % within " + seconds_text(stage.latency.p99) + ", longest " +
+                        seconds_text(stage.latency.longest);
+  if (stage.failures == stage.calls) latency.clear();
   return text(with_thousands(std::llround(stage.achieved)), " of ",
               with_thousands(std::llround(stage.offered)), " values/s", over(sessions), ", ",
-              stage.failures, " of ", stage.calls, " calls failed, 99 % within ",
-              seconds_text(stage.latency.p99), ", longest ", seconds_text(stage.latency.longest),
+              stage.failures, " of ", stage.calls, " calls failed", latency,
               stage.kept_up ? "" : "; does not keep up: " + stage.reason);
 }
 
