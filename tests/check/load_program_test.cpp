@@ -1,60 +1,10 @@
 // kelpcheck load and compare as their users run them: over a healthy server, and over one that is
 // slow, careless or gone.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sqlite3.h>
 
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <sstream>
-
-#include "support/process.h"
+#include "load_run.h"
 
 namespace kelptest {
-
-using namespace std::chrono_literals;
-using nlohmann::json;
-using Words = std::vector<std::string>;
-
-// A load with a store, a report and a pace of its own.
-struct Load {
-  TempFolder folder;
-  std::unique_ptr<Process> process;
-
-  explicit Load(const Words &options, const std::string &pace = "") {
-    Words words{CHECK_PROGRAM,   "load",     "-Hfile:" + folder.path("store"),
-                "-O8",           "--json",   report(),
-                "--timeout=1.5", "--points", "20"};
-    words.insert(words.end(), options.begin(), options.end());
-    Words variables;
-    if (!pace.empty()) {
-      variables = {"LD_PRELOAD=" PACED_LIBRARY, "KELP_PACE=" + pace,
-                   "KELP_PACE_FILE=" + folder.path("pace"),
-                   "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0"};
-    }
-    process = std::make_unique<Process>(words, variables);
-  }
-
-  std::string report() const { return folder.path("report.json"); }
-  int status() { return process->wait(60s).value_or(-999); }
-  std::string told() const { return process->output() + process->errors(); }
-  json json_report() const { return json::parse(std::ifstream(report())); }
-  json stage() const { return json_report()["stages"].back(); }
-
-  // Nodes and points that the store holds.
-  int objects_left() const {
-    sqlite3 *database = nullptr;
-    int left = -1;
-    const auto take = [](void *to, int, char **values, char **) {
-      *static_cast<int *>(to) = std::stoi(values[0]);
-      return 0;
-    };
-    sqlite3_open(folder.path("store").c_str(), &database);
-    sqlite3_exec(database, "SELECT count(*) - 1 FROM object", take, &left, nullptr);
-    sqlite3_close(database);
-    return left;
-  }
-};
 
 TEST(LoadProgram, EveryKindOfCallIsMeasuredReadBackAndClearedUp) {
   std::vector<std::unique_ptr<Load>> loads;
@@ -107,25 +57,11 @@ TEST(LoadProgram, FailedAndHangingCallsAreToldAndTheLoadGoesOn) {
   EXPECT_EQ(refused.status(), 0) << refused.told();
   EXPECT_EQ(refused.stage()["failures"], 25);
   EXPECT_EQ(refused.stage()["calls"], 100);
+  EXPECT_EQ(refused.json_report()["rows_written"], 75 * 20);
   EXPECT_EQ(hung.status(), 0) << hung.told();
   EXPECT_EQ(hung.stage()["calls"], 20);
   EXPECT_GE(hung.stage()["failures"], 1);
   EXPECT_GE(hung.stage()["latency"]["longest"], 0.9);
-}
-
-TEST(LoadProgram, WhenInterruptedItClearsUp) {
-  for (const char *what : {"making", "1  "}) {  // the first phase, and a second of the stage
-    Load load({"--rate=200", "--for=60s", "--rows=2000", "--do=mixed"});
-    if (*what == '1') {
-      EXPECT_TRUE(load.process->wait_for_output("\n1  ", 30s)) << load.told();
-    } else {
-      EXPECT_TRUE(load.process->wait_for_output("kelpcheck", 30s)) << load.told();
-    }
-    load.process->signal(SIGINT);
-    EXPECT_EQ(load.status(), 130) << load.told();
-    EXPECT_EQ(load.objects_left(), 0);
-    EXPECT_EQ(load.json_report()["verdict"], "interrupted");
-  }
 }
 
 TEST(LoadProgram, SaysWhatCannotBeBegun) {
@@ -140,7 +76,8 @@ TEST(LoadProgram, SaysWhatCannotBeBegun) {
        "has one of its own"},
       {{"--begin=2037-01-01"}, 2, "not in the past"},
       {{"--for=soon"}, 2, "not a duration"},
-      {{"--do=everything"}, 2, "--do"},
+      {{"--do=everything"}, 2, "\"everything\" is none of write, history"},
+      {{"--rate=nan"}, 2, "nan is not a number"},
       {{"--find-limit", "--rate=5"}, 2, "leave --rate out"},
       {{"-Hfile:/no/such/folder/store"}, 3, "NO CONNECTION"},
   };

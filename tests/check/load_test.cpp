@@ -221,7 +221,22 @@ TEST(Search, EndsWhereNoStageCanBeRunOrNoneHolds) {
   EXPECT_FALSE(found.confirmed);
   Simulated broken{0};
   EXPECT_EQ(broken.search(40'000).rows_per_second, 0);
-  EXPECT_LT(broken.stages, 100);
+  EXPECT_LT(broken.stages, 30);
+}
+
+TEST(Search, GoesNoFurtherDownWhereEveryCallFailsTwice) {
+  int stages = 0;
+  const LoadLimit found = find_limit(40'000, [&](double, const std::string &) {
+    LoadStage stage;
+    stage.calls = stage.failures = 100;
+    stage.limited_by = LimitedBy::server;
+    stage.reason = "100 of 100 calls failed";
+    ++stages;
+    return std::optional<LoadStage>(stage);
+  });
+  EXPECT_EQ(stages, 2);
+  EXPECT_EQ(found.rows_per_second, 0);
+  EXPECT_EQ(found.reason, "100 of 100 calls failed");
 }
 
 }  // namespace kelpcheck
