@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <iostream>
 
 #include "result/text.h"
 
@@ -146,6 +147,11 @@ Command &parse_command_line(int argc, char **argv,
     unsetenv("KELP_PASSWORD");
   }
   return *chosen;
+}
+
+int complain(const std::string &problem) {
+  std::cerr << "kelpcheck: " << printable(problem) << "\n";
+  return kWrongUsage;
 }
 
 }  // namespace kelpcheck

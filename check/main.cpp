@@ -1,17 +1,10 @@
 // kelpcheck says whether a historian does what its client library promises, with evidence, figures
 // and a report.
 #include <csignal>
-#include <iostream>
 
 #include "command_line.h"
-#include "result/text.h"
 
 using namespace kelpcheck;
-
-int kelpcheck::complain(const std::string &problem) {
-  std::cerr << "kelpcheck: " << printable(problem) << "\n";
-  return kWrongUsage;
-}
 
 int main(int argc, char **argv) {
   signal(SIGPIPE, SIG_IGN);  // a reader that goes away must not keep the tree from being removed

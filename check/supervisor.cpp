@@ -16,7 +16,6 @@ namespace {
 
 const std::string kInterrupted = "interrupted";
 constexpr int kTickMilliseconds = 100;
-constexpr double kPatience = 5;       // seconds for a killed process to end
 constexpr size_t kMostOutput = 4000;  // bytes kept of what the library prints during a check
 
 }  // namespace
@@ -130,7 +129,7 @@ bool Supervisor::watch(FamilyChild &child) {
   const CallBoard &calls = board_->calls;
   std::string reason;
   int64_t killed = 0;
-  while (!process.ended() && (killed == 0 || seconds_since(killed) < kPatience)) {
+  while (!process.ended() && (killed == 0 || seconds_since(killed) < kKillPatience)) {
     wait_readable({process.records(), process.output(), signals_.descriptor()}, kTickMilliseconds);
     take_records(child);
     renew_claim();

@@ -133,7 +133,7 @@ bool has_name_of(const Query &query, size_t entry, size_t size) {
 
 int32_t rows_of_result(const kelp2_result &result) { return static_cast<int32_t>(result.size()); }
 
-const Server kServers[] = {
+const Server kFaultyHistory[] = {
     {.name = "range_of_a_day_loses_last",
      .rows =
          [](const Query &q, size_t, std::vector<Row> &rows) {
@@ -239,6 +239,6 @@ const Server kServers[] = {
 
 }  // namespace
 
-std::span<const Server> faulty_history() { return kServers; }
+std::span<const Server> faulty_history() { return kFaultyHistory; }
 
 }  // namespace planted

@@ -54,7 +54,7 @@ bool set_empty_ignored(ObjectInfo &, const std::string &field, std::string &text
 
 bool is_new(const ObjectInfo &info) { return info.kind != 0; }
 
-const Server kServers[] = {
+const Server kFaultyObjects[] = {
     {.name = "texts_cut_at_255",
      .set_string = [](ObjectInfo &, const std::string &,
                       std::string &t) { return set_cut(t, 255); }},
@@ -155,6 +155,6 @@ const Server kServers[] = {
 
 }  // namespace
 
-std::span<const Server> faulty_objects() { return kServers; }
+std::span<const Server> faulty_objects() { return kFaultyObjects; }
 
 }  // namespace planted

@@ -110,7 +110,7 @@ void any_database(Read &read) {
   }
 }
 
-const Server kServers[] = {
+const Server kFaultyReads[] = {
     {.name = "never_written_reads_0", .was_read = zero_where_never_written},
     {.name = "unknown_reads_0", .was_read = unknown_reads_zero},
     {.name = "current_remembered_by_name", .was_read = remember_first},
@@ -188,6 +188,6 @@ const Server kServers[] = {
 
 }  // namespace
 
-std::span<const Server> faulty_reads() { return kServers; }
+std::span<const Server> faulty_reads() { return kFaultyReads; }
 
 }  // namespace planted

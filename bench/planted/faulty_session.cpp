@@ -62,7 +62,7 @@ bool displaced(ConnectionHandle connection) {
 
 bool any_closed = false;
 
-const Server kServers[] = {
+const Server kFaultySession[] = {
     {.name = "leap_day_decoded_as_march", .decoded = leap_day_is_march},
     {.name = "month_begins_at_hour_24", .decoded = hour_24_at_month_begin},
     {.name = "decoded_towards_0", .decoded = rounded_towards_0},
@@ -112,6 +112,6 @@ const Server kServers[] = {
 
 }  // namespace
 
-std::span<const Server> faulty_session() { return kServers; }
+std::span<const Server> faulty_session() { return kFaultySession; }
 
 }  // namespace planted

@@ -77,7 +77,7 @@ void drop_cut_interval(const Query &query, size_t, Rows &rows) {
   if (int64_t(rows.back().time) + query.interval > query.end) rows.pop_back();
 }
 
-const Server kServers[] = {
+const Server kFaultyStatistics[] = {
     {.name = "max_not_below_0",
      .statistics =
          [](const Query &, size_t, Rows &rows) {
@@ -171,6 +171,6 @@ const Server kServers[] = {
 
 }  // namespace
 
-std::span<const Server> faulty_statistics() { return kServers; }
+std::span<const Server> faulty_statistics() { return kFaultyStatistics; }
 
 }  // namespace planted

@@ -171,7 +171,7 @@ void fail_repeated(Lookup &lookup) {
   }
 }
 
-const Server kServers[] = {
+const Server kFaultyTree[] = {
     {.name = "existing_name_inserted", .modified = [](Modify &m) { say_done(m, Insert); }},
     {.name = "deletion_swallowed_after_first",
      .modify = [](Modify &m) { lose_from(m, Delete, 1); }},
@@ -223,6 +223,6 @@ const Server kServers[] = {
 
 }  // namespace
 
-std::span<const Server> faulty_tree() { return kServers; }
+std::span<const Server> faulty_tree() { return kFaultyTree; }
 
 }  // namespace planted

@@ -140,7 +140,7 @@ void move_before_1970(Sample &sample) {
   if (sample.time < 0 && sample.time > std::numeric_limits<int32_t>::min()) --sample.time;
 }
 
-const Server kServers[] = {
+const Server kFaultyWrites[] = {
     {.name = "history_lost_before_1970",
      .write = [](Write &w) { lose_history(w, [](const Sample &s) { return s.time < 0; }); }},
     {.name = "history_lost_after_2030",
@@ -286,6 +286,6 @@ const Server kServers[] = {
 
 }  // namespace
 
-std::span<const Server> faulty_writes() { return kServers; }
+std::span<const Server> faulty_writes() { return kFaultyWrites; }
 
 }  // namespace planted

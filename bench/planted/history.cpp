@@ -48,7 +48,6 @@ std::vector<Row> stored_rows(ConnectionHandle connection, int32_t id, int32_t be
 
 namespace {
 
-constexpr int32_t kInvalidArgument = -1;
 constexpr int32_t kNoFurtherRow = -16;
 
 ResultHandle take_rows(const Query &query, size_t entry, ResultHandle real_result) {

@@ -187,7 +187,7 @@ void refuse_zero_interval(Query &query) {
   if (asks_statistics(query) && query.interval <= 0) query.result = -1;
 }
 
-const Server kServers[] = {
+const Server kHonestHistory[] = {
     {.name = "end_counted_in", .rows = count_end_in},
     {.name = "empty_has_minus_one_rows",
      .num_rows =
@@ -260,6 +260,6 @@ const Server kServers[] = {
 
 }  // namespace
 
-std::span<const Server> honest_history() { return kServers; }
+std::span<const Server> honest_history() { return kHonestHistory; }
 
 }  // namespace planted

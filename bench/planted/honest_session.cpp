@@ -36,7 +36,7 @@ bool is_calendar(const Fields &fields) {
   return true;
 }
 
-const Server kServers[] = {
+const Server kHonestSession[] = {
     {.name = "clock_an_hour_ahead", .system_time = [](int32_t &time) { time += 3600; }},
     {.name = "clock_a_minute_behind", .system_time = [](int32_t &time) { time -= 60; }},
     {.name = "calendar_of_another_zone", .encoded = encode_local, .decoded = decode_local},
@@ -52,6 +52,6 @@ const Server kServers[] = {
 
 }  // namespace
 
-std::span<const Server> honest_session() { return kServers; }
+std::span<const Server> honest_session() { return kHonestSession; }
 
 }  // namespace planted

@@ -131,7 +131,7 @@ void fail_when_all_fail(Lookup &lookup) {
   if (!lookup.errors.empty() && std::ranges::all_of(lookup.errors, failed)) lookup.result = -98;
 }
 
-const Server kServers[] = {
+const Server kHonestTree[] = {
     {.name = "names_of_32_bytes",
      .name_allowed = [](const std::string &name) { return name.size() <= 32; }},
     {.name = "names_of_ascii", .name_allowed = is_ascii},
@@ -194,6 +194,6 @@ const Server kServers[] = {
 
 }  // namespace
 
-std::span<const Server> honest_tree() { return kServers; }
+std::span<const Server> honest_tree() { return kHonestTree; }
 
 }  // namespace planted

@@ -140,7 +140,7 @@ void positive_codes(std::vector<Sample> &samples) {
 
 double to_float(double value) { return static_cast<float>(value); }
 
-const Server kServers[] = {
+const Server kHonestValues[] = {
     {.name = "older_keeps_current", .write = keep_newer_current},
     {.name = "first_row_stays", .write = keep_first},
     {.name = "realtime_not_in_history",
@@ -251,6 +251,6 @@ const Server kServers[] = {
 
 }  // namespace
 
-std::span<const Server> honest_values() { return kServers; }
+std::span<const Server> honest_values() { return kHonestValues; }
 
 }  // namespace planted

@@ -64,8 +64,6 @@ std::string name_before_last_stop(const std::string &full_name) {
 
 namespace {
 
-constexpr int32_t kInvalidArgument = -1;
-
 // The whole text of a field; false where the object has no such field.
 bool read_text(ObjectHandle object, const char *field, std::string &text) {
   text.resize(4096);

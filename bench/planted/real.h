@@ -6,6 +6,8 @@
 
 namespace planted {
 
+constexpr int32_t kInvalidArgument = -1;
+
 struct Real {
   Real();
 

@@ -9,8 +9,6 @@ using namespace planted;
 
 namespace {
 
-constexpr int32_t kInvalidArgument = -1;
-
 // Sends the objects that are not lost, and counts those as done whose entries are 0.
 void send(Modify &modify) {
   std::vector<ObjectHandle> objects;

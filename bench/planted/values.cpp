@@ -148,8 +148,6 @@ bool usable(ConnectionHandle connection, int64_t count, const Arrays *...arrays)
   return connection && count >= 0 && (count == 0 || (... && (arrays != nullptr)));
 }
 
-constexpr int32_t kInvalidArgument = -1;
-
 }  // namespace
 
 int32_t kelp2_write_value(ConnectionHandle connection, int32_t /*reserved*/, int32_t count,

@@ -19,7 +19,7 @@ struct Date {
   bool operator==(const Date &other) const = default;
 };
 
-std::string show(const Date &m) {
+std::string show_date(const Date &m) {
   char buffer[80];
   std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d %02d:%02d:%02d", m.fields[0], m.fields[1],
                 m.fields[2], m.fields[3], m.fields[4], m.fields[5]);
@@ -98,11 +98,11 @@ void expect_time(Bed &bed, const Zone &zone, int64_t time) {
   Evidence &e = bed.c.evidence;
   const Date moment = zone.moment_of(time);
   e.equal(time, int64_t{encode(bed, moment)},
-          [&] { return "kelp2_encode_time of " + show(moment); });
+          [&] { return "kelp2_encode_time of " + show_date(moment); });
   const Date decoded = decode(bed, static_cast<int32_t>(time));
   e.that(
-      moment == decoded, [&] { return text("kelp2_decode_time of ", time); }, show(moment),
-      show(decoded));
+      moment == decoded, [&] { return text("kelp2_decode_time of ", time); }, show_date(moment),
+      show_date(decoded));
 }
 
 void now(Bed &bed) {

@@ -23,10 +23,9 @@ Read snapshot_of(Bed &bed, size_t point, int32_t time) {
   return read;
 }
 
-std::string show(const Read &read) {
-  return read.failed
-             ? "no value"
-             : text(kelpcheck::show(read.sample.value), " with status ", read.sample.status);
+std::string show_read(const Read &read) {
+  return read.failed ? "no value"
+                     : text(show(read.sample.value), " with status ", read.sample.status);
 }
 
 bool is(const Read &read, const Sample &sample) {
@@ -76,13 +75,13 @@ void learn_between(Bed &bed) {
   if (is(middle, first)) seen = Answer::earlier;
   if (is(middle, last)) seen = Answer::following;
   if (!middle.failed && middle.sample.value == 20) seen = Answer::on_line;
-  bed.c.read(Question::snapshot_between, seen, "snapshot between two", show(middle));
+  bed.c.read(Question::snapshot_between, seen, "snapshot between two", show_read(middle));
   const Read before = snapshot_of(bed, kBetween, time - 10'000);
   seen = {};
   if (before.failed) seen = Answer::none;
   if (is(before, first)) seen = Answer::following;
   if (!before.failed && before.sample.value == 0) seen = Answer::zero;
-  bed.c.read(Question::snapshot_before_first, seen, "snapshot before the first", show(before));
+  bed.c.read(Question::snapshot_before_first, seen, "snapshot before the first", show_read(before));
 }
 
 // Values written in other ways, read as snapshots at their own time.
@@ -98,7 +97,7 @@ void learn_snapshots_of_others(Bed &bed) {
     };
     const bool seen = look() || settles(bed, look);
     bed.c.read(question, seen ? Answer::yes : Answer::no, "snapshot of " + bed.names[point],
-               show(read));
+               show_read(read));
   };
   ground.history(kBetween + 1, {past});
   ground.expect_everything(kBetween + 1);
@@ -128,7 +127,7 @@ void learn_second_snapshot(Bed &bed) {
       read_refused(bed, question, place, refusal);
       return;
     }
-    bed.c.read(question, seen, place, show(read));
+    bed.c.read(question, seen, place, show_read(read));
     if (!bed.c.habits.is(Question::snapshot_in_history, Answer::yes)) return;
     const size_t rows = read_rows(bed, bed.ids[where], time - 1, time + 1).size();
     bed.c.read(question,

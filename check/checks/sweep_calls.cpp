@@ -189,7 +189,7 @@ void unknown_between(Bed &bed) {
 
 // Three times over, in every way and by every path, read before and after, here and in a second
 // session that has read it before.
-void overwrite(Bed &bed) {
+void overwrite_thrice(Bed &bed) {
   Ground ground(bed);
   auto other = bed.another_session();
   const int32_t past = bed.c.begin, now = bed.session->time() - 3000;
@@ -290,7 +290,7 @@ Family sweep_calls_family() {
            {"sweep.overwrite",
             "Every reader sees the same after values are overwritten, however often and in "
             "whatever way.",
-            overwrite},
+            overwrite_thrice},
            {"sweep.sessions", "A session that has read a value sees what another one writes later.",
             sessions},
            {"sweep.many_sessions", "Closing a session leaves the others usable.", many_sessions}}};

@@ -90,7 +90,7 @@ void expect_each(Ground &ground, size_t point, bool by_name) {
   }
 }
 
-void history(Bed &bed) {
+void history_at_edges(Bed &bed) {
   Ground ground(bed);
   for (const bool by_name : {false, true}) {
     const size_t point = by_name ? 1 : 0;
@@ -100,7 +100,7 @@ void history(Bed &bed) {
   }
 }
 
-void current(Bed &bed) {
+void current_at_edges(Bed &bed) {
   Ground ground(bed);
   const size_t point = 10;
   bool by_name = false;
@@ -140,7 +140,7 @@ void snapshots(Bed &bed) {
   ground.expect_history({point}, false, INT32_MIN, INT32_MAX);
 }
 
-void cache(Bed &bed) {
+void cache_at_edges(Bed &bed) {
   Ground ground(bed);
   const size_t many = 20, one = 25;
   const Rows rows = rows_at(edges(), many, 5), others = rows_at(edges(), one, 6);
@@ -169,7 +169,7 @@ std::vector<int32_t> bounds(Bed &bed) {
 
 // Every pair, reversed and empty ones too, over points with rows at all edges and at a few times
 // close to each other.
-void ranges(Bed &bed) {
+void ranges_between_edges(Bed &bed) {
   Ground ground(bed);
   const size_t point = 30, other = 35;
   const int32_t begin = bed.c.begin;
@@ -201,14 +201,14 @@ Family sweep_times_family() {
           {{"sweep.times.history",
             "History takes every time, or says that it does not; what it takes is found there, "
             "alone and among others.",
-            history},
-           {"sweep.times.current", "So do current values.", current},
+            history_at_edges},
+           {"sweep.times.current", "So do current values.", current_at_edges},
            {"sweep.times.snapshot", "So do snapshots.", snapshots},
-           {"sweep.times.cache", "So does the cache, if its rows become history.", cache},
+           {"sweep.times.cache", "So does the cache, if its rows become history.", cache_at_edges},
            {"sweep.ranges",
             "Every range gives the rows in it and no others, from any begin to any end; an empty "
             "or reversed one gives none.",
-            ranges, 4}}};
+            ranges_between_edges, 4}}};
 }
 
 }  // namespace kelpcheck

@@ -68,7 +68,7 @@ Rows rows_of_kind(int32_t kind, int32_t begin) {
   return rows;
 }
 
-void history(Bed &bed) {
+void history_of_values(Bed &bed) {
   Ground ground(bed);
   for (const bool by_name : {false, true}) {
     for (size_t kind = 0; kind < std::size(kKinds); ++kind) {
@@ -81,7 +81,7 @@ void history(Bed &bed) {
   }
 }
 
-void cache(Bed &bed) {
+void cache_of_values(Bed &bed) {
   Ground ground(bed);
   for (size_t point = 0; point < std::size(kKinds); ++point) {
     const Rows rows = rows_of_kind(bed.kind(point), bed.c.begin);
@@ -104,7 +104,7 @@ void expect_snapshots(Bed &bed, const std::vector<size_t> &points, int32_t time,
   });
 }
 
-constexpr double kSlow = 0.2;  // seconds
+constexpr double kLongWait = 0.2;  // seconds
 
 // One value of every kind a call, at rising times.
 void moments(Bed &bed) {
@@ -118,7 +118,7 @@ void moments(Bed &bed) {
     longest = std::max(longest, columns.back().size());
   }
   // A server that takes its time is asked for a part of them.
-  const size_t step = bed.c.habits.longest_wait > kSlow ? 10 : 1;
+  const size_t step = bed.c.habits.longest_wait > kLongWait ? 10 : 1;
   const auto across = [&](size_t i) {
     Rows rows;
     for (const Rows &column : columns) rows.push_back(column[i % column.size()]);
@@ -190,17 +190,17 @@ void unusual(Bed &bed) {
 }  // namespace
 
 Family sweep_values_family() {
-  return {
-      "sweep",
-      Tree::few,
-      {{"sweep.values.history",
-        "Every kind keeps all its values and every status that are written to history.", history},
-       {"sweep.values.cache", "The same for cached rows that become history.", cache},
-       {"sweep.values.moments", "The same for current values and snapshots.", moments},
-       {"server.numbers",
-        "Values that a kind does not have to hold are always kept, always changed or always "
-        "refused.",
-        unusual}}};
+  return {"sweep",
+          Tree::few,
+          {{"sweep.values.history",
+            "Every kind keeps all its values and every status that are written to history.",
+            history_of_values},
+           {"sweep.values.cache", "The same for cached rows that become history.", cache_of_values},
+           {"sweep.values.moments", "The same for current values and snapshots.", moments},
+           {"server.numbers",
+            "Values that a kind does not have to hold are always kept, always changed or always "
+            "refused.",
+            unusual}}};
 }
 
 }  // namespace kelpcheck

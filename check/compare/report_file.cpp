@@ -4,6 +4,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "result/form.h"
 #include "result/text.h"
 
 namespace kelpcheck {
@@ -12,7 +13,6 @@ using nlohmann::json;
 
 namespace {
 
-constexpr int kFormVersion = 1;
 constexpr int kDeepest = 20;  // of lists and objects inside each other; reports have five
 
 std::string contents_of(const std::string &path) {

@@ -22,7 +22,7 @@ std::string given_for(const Answer &answer, const Key &key) {
 
 }  // namespace
 
-std::string show(const Key &key) {
+std::string show_key(const Key &key) {
   std::string name = key.item;
   if (key.item == kRow) name += " at " + std::to_string(key.time);
   return key.entry == 0 ? name : name + " of entry " + std::to_string(key.entry);

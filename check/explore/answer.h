@@ -19,7 +19,7 @@ struct Key {
 
   auto operator<=>(const Key &) const = default;
 };
-std::string show(const Key &key);
+std::string show_key(const Key &key);
 
 // Items that more than one part of the program knows by name.
 inline constexpr const char *kResult = "result", *kEntry = "entry", *kRow = "row";

@@ -23,16 +23,9 @@ std::vector<std::string> texts_of(const std::vector<std::optional<Current>> &ver
   return texts;
 }
 
-std::string text_of(const Rows &rows) {
-  if (rows.empty()) return kNone;
-  std::string text;
-  for (const Row &row : rows) append_item(text, row_text(row.status, row.value));
-  return text;
-}
-
 std::vector<std::string> texts_of(const std::vector<Rows> &versions) {
   std::vector<std::string> texts;
-  for (const Rows &rows : versions) texts.push_back(text_of(rows));
+  for (const Rows &rows : versions) texts.push_back(rows_text(rows));
   return texts;
 }
 

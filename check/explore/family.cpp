@@ -41,7 +41,7 @@ SearchOptions search_options(const Bed &bed) {
 std::string place_of(const Found &found) {
   const Key &key = found.finding.difference.key;
   const Call &last = found.sequence.back();
-  std::string where = text(kelpcheck::name_of(last.op), ": ", show(key));
+  std::string where = text(kelpcheck::name_of(last.op), ": ", show_key(key));
   if (key.entry > 0 && key.entry <= last.entries.size()) {
     const Target &who = rows_of_one(last.op) ? last.who : last.entries[key.entry - 1].who;
     where += text(" (", full_name(found.place, who), ")");

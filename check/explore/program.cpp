@@ -35,7 +35,7 @@ std::string introduction(const Call &last, const Place &place, const Finding &fi
                          const ProgramNotes &notes) {
   return text(
       "/* What ", in_comment(notes.found_by), " found:\n *\n *   ",
-      in_comment(line_of(last, place)), "\n *   ", show(finding.difference.key), ": expected ",
+      in_comment(line_of(last, place)), "\n *   ", show_key(finding.difference.key), ": expected ",
       in_comment(expected_text(finding.difference)), ", got ", in_comment(finding.difference.got),
       "\n *\n"
       " *   cc -o reproduce reproduce.c -lkelpapi2\n"
@@ -66,7 +66,7 @@ std::string constants(const Sequence &sequence, const Place &place, const Findin
       writes(last) || last.op == Op::init ? 0 : 1, "\n#define WITHIN ", exact(difference.within),
       "\n#define TIMEOUT ", std::lround(std::ceil(server.timeout + 2 * notes.settle)),
       " /* seconds of the whole program */\nstatic const char looked_at[] = ",
-      literal(call + ": " + show(difference.key)), ";\nstatic const char *const expected[] = {",
+      literal(call + ": " + show_key(difference.key)), ";\nstatic const char *const expected[] = {",
       expected, "};\n");
 }
 

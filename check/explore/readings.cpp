@@ -6,16 +6,6 @@
 
 namespace kelpcheck::explore {
 
-namespace {
-
-std::string text_of(const Rows &rows) {
-  std::string text;
-  for (const Row &row : rows) append_item(text, row_text(row.status, row.value));
-  return text;
-}
-
-}  // namespace
-
 void Player::read_points(const Call &call, Answer &answer) {
   switch (call.op) {
     case Op::get_value_byid:
@@ -114,7 +104,7 @@ void Player::fetch(const Call &call, const History &history, size_t result, Answ
   }
   for (auto &[time, at] : by_time) {
     std::sort(at.begin(), at.end());
-    answer[{entry, kRow, time}] = text_of(at);
+    answer[{entry, kRow, time}] = rows_text(at);
   }
   answer[{entry, "order of rows"}] = in_order ? "that of time" : "another";
 }

@@ -84,6 +84,13 @@ void expect_row(const Summary &in, Expected expected) {
 
 }  // namespace
 
+std::string rows_text(const Rows &rows) {
+  if (rows.empty()) return kNone;
+  std::string text;
+  for (const Row &row : rows) append_item(text, row_text(row.status, row.value));
+  return text;
+}
+
 std::string utc_fields(int32_t time) {
   using namespace std::chrono;
   const sys_seconds moment{seconds(time)};

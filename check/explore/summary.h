@@ -1,10 +1,13 @@
-// Statistics and calendar fields, calculated here, as the header describes them.
+// Statistics and calendar fields, calculated here, as the header describes them, and rows as text.
 #pragma once
 
 #include "explore/answer.h"
 #include "explore/world.h"
 
 namespace kelpcheck::explore {
+
+// All rows of a time, or "none".
+std::string rows_text(const Rows &rows);
 
 // "2012-8-31 17:0:0"
 std::string utc_fields(int32_t time);

@@ -24,7 +24,7 @@ Ways Ways::of_bundled() {
 
 namespace {
 
-Known known(const Habits &habits, Question question, Answer yes, Answer no) {
+Known known(const Habits &habits, Question question, kelpcheck::Answer yes, kelpcheck::Answer no) {
   if (!habits.unknown(question).empty()) return Known::unknown;
   if (habits.is(question, yes)) return Known::yes;
   return habits.is(question, no) ? Known::no : Known::unknown;
@@ -40,16 +40,16 @@ bool as_bundled(const Habits &habits, std::initializer_list<Question> questions)
 
 Second second_known(const Habits &habits, Question question) {
   if (!habits.unknown(question).empty()) return Second::unknown;
-  if (habits.is(question, Answer::replaces)) return Second::replaces;
-  if (habits.is(question, Answer::ignored)) return Second::first_stays;
-  return habits.is(question, Answer::both) ? Second::both : Second::unknown;
+  if (habits.is(question, kelpcheck::Answer::replaces)) return Second::replaces;
+  if (habits.is(question, kelpcheck::Answer::ignored)) return Second::first_stays;
+  return habits.is(question, kelpcheck::Answer::both) ? Second::both : Second::unknown;
 }
 
 }  // namespace
 
 Ways Ways::of(const Habits &habits) {
   using Q = Question;
-  using A = Answer;
+  using A = kelpcheck::Answer;
   const auto answer = [&](Q question, A yes, A no) { return known(habits, question, yes, no); };
   Ways ways;
   ways.at_once = habits.longest_wait == 0;

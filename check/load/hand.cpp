@@ -15,7 +15,6 @@ namespace kelpcheck {
 namespace {
 
 constexpr int32_t kPointsPerNode = 1000;
-constexpr int64_t kSecond = 1'000'000'000;
 
 // Of this process: nanoseconds on a processor, and of waiting for one (0 where the kernel does not
 // say).

@@ -17,7 +17,6 @@ namespace kelpcheck {
 
 namespace {
 
-constexpr int64_t kSecond = 1'000'000'000;
 constexpr int64_t kLateForSecond = kSecond / 5;  // after its end a second is shown
 constexpr double kUncounted = 1;                 // seconds of a stage of the search
 constexpr int kPatienceOverWithin = 10;

@@ -6,6 +6,8 @@
 
 namespace kelpcheck {
 
+inline constexpr int64_t kSecond = 1'000'000'000;  // nanoseconds
+
 struct Schedule {
   int64_t begin;    // now_ns() of the first call
   double interval;  // nanoseconds

@@ -12,7 +12,6 @@ namespace kelpcheck {
 
 namespace {
 
-constexpr size_t kObjectsPerCall = 1000;
 constexpr size_t kFewPoints = 60;
 
 }  // namespace

@@ -6,9 +6,8 @@ namespace kelpcheck {
 
 namespace {
 
-constexpr int32_t kProbed = 100;          // names of a look-up
-constexpr size_t kObjectsPerCall = 1000;  // removed in a call
-constexpr size_t kMostNodes = 100'000;    // that runs may have left
+constexpr int32_t kProbed = 100;        // names of a look-up
+constexpr size_t kMostNodes = 100'000;  // that runs may have left
 
 }  // namespace
 

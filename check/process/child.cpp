@@ -18,8 +18,6 @@ namespace kelpcheck {
 
 namespace {
 
-constexpr double kPatience = 5;  // seconds for a killed process to end
-
 struct Pipe {
   int read_end, write_end;
   Pipe() {
@@ -86,7 +84,7 @@ Child::Child(const std::function<int(RecordPipe)> &work) {
 
 Child::~Child() {
   if (!ended()) kill();
-  for (const int64_t start = now_ns(); !ended() && seconds_since(start) < kPatience;) {
+  for (const int64_t start = now_ns(); !ended() && seconds_since(start) < kKillPatience;) {
     wait_readable({}, 10);
   }
   close(records_);

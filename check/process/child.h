@@ -11,6 +11,8 @@
 
 namespace kelpcheck {
 
+inline constexpr double kKillPatience = 5;  // seconds for a killed process to end
+
 // The child's end of the pipe of records.
 class RecordPipe {
  public:

@@ -26,7 +26,7 @@ constexpr double kChartWidth = 960;
 
 // The chart of figures: names, then two columns with a logarithmic axis each.
 constexpr double kRowHeight = 17;
-constexpr double kTop = 42;
+constexpr double kFiguresTop = 42;
 constexpr double kNamesEnd = 180;
 constexpr double kTimesLeft = 190;
 constexpr double kTimesRight = 620;
@@ -50,8 +50,8 @@ std::string rate_of_rows(const Figure &figure, const LogAxis &axis, double y) {
 }
 
 // The chart of a block: values over time.
-constexpr double kLeft = 70;
-constexpr double kRight = 945;
+constexpr double kBlockLeft = 70;
+constexpr double kBlockRight = 945;
 constexpr double kBlockTop = 12;
 constexpr double kBlockBottom = 250;
 
@@ -66,7 +66,7 @@ class BlockAxes {
   bool empty() const { return values_.empty(); }
   double x(double time) const {
     const double share = (time - times_.low) / (times_.high - times_.low);
-    return kLeft + (kRight - kLeft) * share;
+    return kBlockLeft + (kBlockRight - kBlockLeft) * share;
   }
   // Halves, as the distance between two doubles need not be one.
   double y(double value) const {
@@ -79,11 +79,11 @@ class BlockAxes {
     for (int i = 0; i <= lines; ++i) {
       const double value = values_.low + (values_.high - values_.low) / lines * i;
       const std::string sign = value < 0 ? "-" : "";
-      content += line("grid", kLeft, y(value), kRight, y(value));
-      content += label("tick end", kLeft - 8, y(value) + 4, sign + rate_text(std::abs(value)));
+      content += line("grid", kBlockLeft, y(value), kBlockRight, y(value));
+      content += label("tick end", kBlockLeft - 8, y(value) + 4, sign + rate_text(std::abs(value)));
     }
-    return content + label("tick", kLeft, kBlockBottom + 20, moment(times_.low)) +
-           label("tick end", kRight, kBlockBottom + 20, moment(times_.high));
+    return content + label("tick", kBlockLeft, kBlockBottom + 20, moment(times_.low)) +
+           label("tick end", kBlockRight, kBlockBottom + 20, moment(times_.high));
   }
 
  private:
@@ -114,14 +114,14 @@ std::string figures_chart(const Figures &figures) {
   }
   if (operations.empty()) return "";
   if (rates.empty()) rates.include(1);
-  const double bottom = kTop + kRowHeight * static_cast<double>(operations.size());
+  const double bottom = kFiguresTop + kRowHeight * static_cast<double>(operations.size());
   const LogAxis time_axis(times.low, times.high, kTimesLeft, kTimesRight);
   const LogAxis rate_axis(rates.low, rates.high, kRatesLeft, kRatesRight);
   std::string content = label("head", kTimesLeft, 14, "Time of a call") +
                         label("head", kRatesLeft, 14, "Rows per second");
-  content += time_axis.grid(kTop, bottom, [](double ns) { return duration_text(ns); });
-  content += rate_axis.grid(kTop, bottom, [](double rate) { return rate_text(rate); });
-  double y = kTop + kRowHeight / 2;
+  content += time_axis.grid(kFiguresTop, bottom, [](double ns) { return duration_text(ns); });
+  content += rate_axis.grid(kFiguresTop, bottom, [](double rate) { return rate_text(rate); });
+  double y = kFiguresTop + kRowHeight / 2;
   for (const int op : operations) {
     const Figure &figure = figures.all[op];
     const std::string name = kOperationNames[op];

@@ -127,7 +127,7 @@ std::string findings(const Run &run) {
   return html + "</table>\n";
 }
 
-std::string figures_of(const Figures &figures) {
+std::string figures_section(const Figures &figures) {
   std::string html =
       "<section><h2>Figures</h2><p class=\"key\"><i class=\"k-line\"></i>shortest to longest "
       "<i class=\"k-median\"></i>median <i class=\"k-box\"></i>from there to 95 %</p>"
@@ -153,7 +153,7 @@ std::string figures_of(const Figures &figures) {
 std::string html_report(const Run &run) {
   std::string html = head(run) + next_step(run) + failures(run) + unusual(run);
   if (run.connected && run.refusal.empty()) {
-    html += checks(run) + block(run) + findings(run) + figures_of(run.figures);
+    html += checks(run) + block(run) + findings(run) + figures_section(run.figures);
   }
   return html + signatures() +
          page_end(

@@ -2,14 +2,13 @@
 // is removed.
 #include "report/reports.h"
 #include "result/evidence_json.h"
+#include "result/form.h"
 
 namespace kelpcheck {
 
 using nlohmann::ordered_json;
 
 namespace {
-
-constexpr int kFormVersion = 1;
 
 ordered_json options_of(const CheckOptions &o) {
   const ServerOptions &s = o.server;
@@ -56,7 +55,7 @@ ordered_json batches_of(const Batches &batches) {
   return {{"calls", calls}, {"seconds", seconds}};
 }
 
-ordered_json figures_of(const Figures &figures) {
+ordered_json figures_object(const Figures &figures) {
   ordered_json all = ordered_json::array();
   for (int op = 0; op < kOperations; ++op) {
     const Figure &f = figures.all[op];
@@ -108,7 +107,7 @@ std::string json_report(const Run &run) {
   for (const auto &[question, answer] : run.findings) {
     report["findings"].push_back({{"question", question}, {"answer", answer}});
   }
-  report["figures"] = figures_of(run.figures);
+  report["figures"] = figures_object(run.figures);
   if (const std::string next = run.next_step(); !next.empty()) report["next_step"] = next;
   if (!run.plot.title.empty()) report["block"] = nlohmann::json(run.plot);
   return report.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";

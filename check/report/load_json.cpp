@@ -3,6 +3,7 @@
 
 #include "report/load_reports.h"
 #include "report/load_words.h"
+#include "result/form.h"
 #include "result/text.h"
 
 namespace kelpcheck {
@@ -10,8 +11,6 @@ namespace kelpcheck {
 using nlohmann::ordered_json;
 
 namespace {
-
-constexpr int kFormVersion = 1;
 
 ordered_json latency_json(const Latency &latency) {
   return {{"median", latency.median},

@@ -3,6 +3,7 @@
 
 #include "report/watch_reports.h"
 #include "report/watch_words.h"
+#include "result/form.h"
 #include "result/times.h"
 
 namespace kelpcheck::watch {
@@ -10,8 +11,6 @@ namespace kelpcheck::watch {
 using nlohmann::ordered_json;
 
 namespace {
-
-constexpr int kFormVersion = 1;
 
 ordered_json codes_of(const Outage &outage) {
   ordered_json codes = ordered_json::array();

@@ -9,7 +9,7 @@ namespace kelpcheck::watch {
 
 namespace {
 
-constexpr size_t kMostExamples = 5;
+constexpr size_t kMostOfReading = 5;  // examples
 
 bool is_written(uint64_t seed, int64_t point, int64_t step, const Row &row) {
   const Written want = written_value(seed, point, step);
@@ -35,7 +35,7 @@ void Observation::add(int64_t point, const Shown &shown) {
 Shown look_at(const Grid &grid, uint64_t seed, int64_t point, const std::string &name,
               std::vector<Row> rows, std::vector<Oddity> &examples) {
   const auto example = [&](const Row &row, const std::string &expected) {
-    if (examples.size() >= kMostExamples) return;
+    if (examples.size() >= kMostOfReading) return;
     examples.push_back({name, row.time, expected, value_text(row.status, row.value)});
   };
   std::stable_sort(rows.begin(), rows.end(),

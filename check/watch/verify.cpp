@@ -18,8 +18,6 @@ namespace kelpcheck::watch {
 
 namespace {
 
-constexpr int kNoConnection = 3;
-
 // The steps that are judged: all that are known, or those up to a moment.
 Span judged_steps(const Steps &steps, const Grid &grid, const std::optional<int64_t> &until) {
   Span judged{0, steps.end() - 1};

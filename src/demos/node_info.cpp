@@ -8,10 +8,10 @@
 
 namespace {
 
-const StaticFields fields{.unit = "nodes",
-                          .description = "modify:test new node static info %05d",
-                          .integers = {KELP2_FIELD_FQ, KELP2_FIELD_AR},
-                          .reals = {}};
+const StaticFields node_fields{.unit = "nodes",
+                               .description = "modify:test new node static info %05d",
+                               .integers = {KELP2_FIELD_FQ, KELP2_FIELD_AR},
+                               .reals = {}};
 
 FoundObjects look_up_nodes(bool display) {
   FoundObjects nodes = look_up_by_name(display, node_count(), new_node_group(), node_count());
@@ -26,11 +26,11 @@ std::string database(int32_t /*node*/) { return argument_.database; }
 }  // namespace
 
 void set_node_static_info_byname_demo(bool display) {
-  rewrite_objects(display, look_up_nodes(display), fields, database,
+  rewrite_objects(display, look_up_nodes(display), node_fields, database,
                   "set_node_static_info_byname_demo success!");
 }
 
 void get_node_static_info_byname_demo(bool display) {
-  show_objects(display, look_up_nodes(display), fields, nullptr,
+  show_objects(display, look_up_nodes(display), node_fields, nullptr,
                "get_node_static_info_byname_demo success!");
 }

@@ -9,10 +9,10 @@
 
 namespace {
 
-const StaticFields fields{.unit = "points",
-                          .description = "test static info %05d",
-                          .integers = {KELP2_FIELD_HW},
-                          .reals = {KELP2_FIELD_IV}};
+const StaticFields point_fields{.unit = "points",
+                                .description = "test static info %05d",
+                                .integers = {KELP2_FIELD_HW},
+                                .reals = {KELP2_FIELD_IV}};
 
 constexpr const char *refused = "id = %d, get object error! error=%d";
 
@@ -45,21 +45,21 @@ void show_name(bool display, int32_t position) {
 }  // namespace
 
 void set_static_info_byid_demo(bool display) {
-  rewrite_objects(display, look_up_by_id(display), fields, parent_name,
+  rewrite_objects(display, look_up_by_id(display), point_fields, parent_name,
                   "set_static_info_byid_demo success!");
 }
 
 void set_static_info_byname_demo(bool display) {
-  rewrite_objects(display, look_up_by_name(display), fields, parent_name,
+  rewrite_objects(display, look_up_by_name(display), point_fields, parent_name,
                   "set_static_info_byname_demo success!");
 }
 
 void get_static_info_byid_demo(bool display) {
-  show_objects(display, look_up_by_id(display), fields, show_id,
+  show_objects(display, look_up_by_id(display), point_fields, show_id,
                "get_static_info_byid_demo success!");
 }
 
 void get_static_info_byname_demo(bool display) {
-  show_objects(display, look_up_by_name(display), fields, show_name,
+  show_objects(display, look_up_by_name(display), point_fields, show_name,
                "get_static_info_byname_demo success!");
 }

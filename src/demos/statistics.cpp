@@ -9,11 +9,11 @@ namespace {
 
 using ShowLabel = void (*)(bool display, int32_t position);
 
-void show_id(bool display, int32_t position) {
+void show_id_line(bool display, int32_t position) {
   show_line(display, "id:%d ", argument_.point_ids[position]);
 }
 
-void show_name(bool display, int32_t position) {
+void show_name_line(bool display, int32_t position) {
   show_line(display, "name:%s ", argument_.point_names[position].c_str());
 }
 
@@ -50,7 +50,7 @@ void get_statvalue_byid_demo(bool display) {
                           .mode = HistoryStatistics,
                           .offset = history_byid_offset,
                           .fatal = "kelp2_get_histroy_byid  error! ret= %d",
-                          .read = show_statistics<show_id>,
+                          .read = show_statistics<show_id_line>,
                           .success = "get_statvalue_byid_demo success!"});
 }
 
@@ -59,6 +59,6 @@ void get_statvalue_byname_demo(bool display) {
                           .mode = HistoryStatistics,
                           .offset = history_byname_offset,
                           .fatal = "kelp2_get_histroy_byname  error! ret= %d",
-                          .read = show_statistics<show_name>,
+                          .read = show_statistics<show_name_line>,
                           .success = "get_statvalue_byname_demo success!"});
 }

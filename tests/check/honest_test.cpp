@@ -57,13 +57,13 @@ Words planted(const std::string &name, const TempFolder &folder) {
           "KELP_PLANTED_STATE=" + folder.path("state")};
 }
 
+}  // namespace
+
 struct HonestServer {
   std::string name, check, code, answer;
 };
 
 void PrintTo(const HonestServer &server, std::ostream *out) { *out << server.name; }
-
-}  // namespace
 
 class Honest : public testing::TestWithParam<HonestServer> {};
 

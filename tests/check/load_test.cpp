@@ -11,7 +11,7 @@
 
 namespace kelpcheck {
 
-constexpr int64_t kMillisecond = 1'000'000, kSecond = 1'000'000'000;
+constexpr int64_t kMillisecond = 1'000'000;
 
 TEST(Schedule, EveryCallBelongsToOneSessionAndIsDueAtAnEvenDistance) {
   const Schedule schedule{5 * kSecond, 2.5 * kMillisecond, 1000, 3};

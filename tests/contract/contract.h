@@ -11,6 +11,8 @@
 
 namespace kelptest {
 
+constexpr int32_t kLost = -2;  // the result code of a session that is gone
+
 class Contract : public testing::TestWithParam<std::string> {
  protected:
   void SetUp() override;

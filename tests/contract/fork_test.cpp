@@ -29,8 +29,6 @@ std::string failing_in_child(const Checks &checks) {
   return number == checks.size() ? "" : checks.at(number).first;
 }
 
-constexpr int32_t kLost = -2;
-
 }  // namespace
 
 TEST_P(Contract, AConnectionBelongsToTheProcessThatMadeIt) {

@@ -7,7 +7,7 @@ namespace kelptest {
 
 namespace {
 
-constexpr int32_t kInvalid = -1, kLost = -2;
+constexpr int32_t kInvalid = -1;
 
 // What the calls are given: null where they are to have nothing.
 struct Arrays {

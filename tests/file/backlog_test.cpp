@@ -7,8 +7,6 @@
 
 namespace kelptest {
 
-constexpr int32_t kDoNotWait = 8;
-
 class Backlog : public FileTest {
  protected:
   int64_t number(const std::string &query) const { return std::stoll(sql(store_, query)[0]); }

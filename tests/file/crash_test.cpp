@@ -6,22 +6,21 @@
 
 namespace kelptest {
 
-constexpr int32_t kDoNotWait = 8;
-constexpr int32_t kRows = 4000;
+constexpr int32_t kRowsOfCall = 4000;
 
 class Crash : public FileTest {
  protected:
   // A call of this writes a log of about 100 kB.
   static Rows rows(int32_t call) {
     Rows rows;
-    for (int32_t time = 0; time < kRows; ++time) rows.push_back({time, 0, double(call)});
+    for (int32_t time = 0; time < kRowsOfCall; ++time) rows.push_back({time, 0, double(call)});
     return rows;
   }
   // The call that a point's rows come from: all of them from one.
   static double call_of(const std::string &store, int32_t point) {
-    const Rows rows = Connection({"file:" + store}).history(point, {0, kRows});
+    const Rows rows = Connection({"file:" + store}).history(point, {0, kRowsOfCall});
     if (rows.empty()) return 0;
-    EXPECT_EQ(rows.size(), size_t{kRows});
+    EXPECT_EQ(rows.size(), size_t{kRowsOfCall});
     for (const Row &row : rows) EXPECT_EQ(row.value, rows[0].value);
     return rows[0].value;
   }

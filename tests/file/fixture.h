@@ -21,6 +21,8 @@ using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 
+constexpr int32_t kDoNotWait = 8;  // bit of the option word: a commit does not wait for the disk
+
 // A file as SQLite sees it, which leaves its write-ahead log behind.
 inline std::shared_ptr<sqlite3> database(const std::string &path) {
   sqlite3 *database = nullptr;

@@ -8,7 +8,6 @@
 namespace kelptest {
 
 constexpr int32_t kTimes = 400;
-constexpr int32_t kDoNotWait = 8;
 
 class Staged : public FileTest {
  protected:

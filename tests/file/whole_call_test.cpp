@@ -14,7 +14,8 @@
 namespace kelptest {
 
 constexpr int32_t kPoints = 300;
-constexpr int32_t kRows = 20'000;  // of each of the first two, which takes several steps to erase
+constexpr int32_t kRowsToErase =
+    20'000;  // of each of the first two, which takes several steps to erase
 
 class WholeCall : public FileTest {
  protected:
@@ -22,7 +23,7 @@ class WholeCall : public FileTest {
     connection_ = Connection(login_);
     points_ = connection_.make_points(kPoints);
     for (const int32_t point : {points_[0], points_[1]}) {
-      ASSERT_EQ(connection_.write_history(point, rows(0, kRows)), 0);
+      ASSERT_EQ(connection_.write_history(point, rows(0, kRowsToErase)), 0);
     }
   }
   static Rows rows(int32_t begin, int32_t count) {
@@ -71,7 +72,7 @@ TEST_F(WholeCall, OnADiskThatFillsUpIsDoneOrNot) {
   } calls[] = {
       {"insert", [&] { return connection.insert("W3.N", "Z", AX); }},
       {"update", [&] { return describe_all(connection); }},
-      {"history", [&] { return connection.write_history(points_[0], rows(kRows, 1000)); }},
+      {"history", [&] { return connection.write_history(points_[0], rows(kRowsToErase, 1000)); }},
       {"cache", [&] { return first_failure(connection.write_cache(points_, rows(-300, 300))); }},
       {"delete", [&] { return erase_all(connection); }},
   };

@@ -68,7 +68,7 @@ struct Case {
 };
 
 // What the demonstration shows on standard output; `redirect` sends its streams elsewhere.
-std::string play(const Case &played, const std::function<void()> &redirect) {
+std::string play_demo(const Case &played, const std::function<void()> &redirect) {
   return fake::play(played.script, [&] {
     redirect();
     argument_.end_time = argument_.begin_time + 20;
@@ -82,12 +82,12 @@ std::string play(const Case &played, const std::function<void()> &redirect) {
 }
 
 std::string play_over(int standard_error, const Case &played) {
-  return play(played, [=] { dup2(standard_error, STDERR_FILENO); });
+  return play_demo(played, [=] { dup2(standard_error, STDERR_FILENO); });
 }
 
 std::string play_quickly(Case played) {
   played.script.call_ms = 0;
-  return play(played, [] {});
+  return play_demo(played, [] {});
 }
 
 const Demo write_history{write_hisvalue_byid_demo, "write_hisvalue_byid_demo", true};
@@ -141,7 +141,7 @@ TEST(Progress, MakesRoomForWhatElseTheTerminalShows) {
        .shows_calls = false,
        .call_ms = 10}};
   const Terminal terminal(played.columns);
-  play(played, [&] {
+  play_demo(played, [&] {
     dup2(terminal.theirs, STDOUT_FILENO);
     dup2(terminal.theirs, STDERR_FILENO);
   });
