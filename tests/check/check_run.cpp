@@ -19,8 +19,7 @@ Words command(const std::string &host, const Words &options) {
 }
 
 Words with_fault(const std::string &fault) {
-  return {"LD_PRELOAD=" FAULTY_LIBRARY, "KELP_FAULT=" + fault,
-          "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0"};
+  return preloaded(FAULTY_LIBRARY, {"KELP_FAULT=" + fault});
 }
 
 std::string sql(const std::string &store, const std::string &statement) {

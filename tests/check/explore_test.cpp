@@ -199,8 +199,7 @@ using Words = std::vector<std::string>;
 namespace {
 
 Words with_fault(const std::string &fault) {
-  return {"LD_PRELOAD=" FAULTY_LIBRARY, "KELP_FAULT=" + fault,
-          "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0"};
+  return preloaded(FAULTY_LIBRARY, {"KELP_FAULT=" + fault});
 }
 
 }  // namespace

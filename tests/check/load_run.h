@@ -25,9 +25,8 @@ struct Load {
     words.insert(words.end(), options.begin(), options.end());
     Words variables;
     if (!pace.empty()) {
-      variables = {"LD_PRELOAD=" PACED_LIBRARY, "KELP_PACE=" + pace,
-                   "KELP_PACE_FILE=" + folder.path("pace"),
-                   "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0"};
+      variables =
+          preloaded(PACED_LIBRARY, {"KELP_PACE=" + pace, "KELP_PACE_FILE=" + folder.path("pace")});
     }
     process = std::make_unique<Process>(words, variables);
   }

@@ -95,4 +95,14 @@ std::string run(const std::vector<std::string> &command, Process::Seconds timeou
   return process.output();
 }
 
+std::vector<std::string> preloaded(const std::string &library,
+                                   const std::vector<std::string> &variables) {
+  const char *options = std::getenv("ASAN_OPTIONS");
+  std::vector<std::string> all{"LD_PRELOAD=" + library,
+                               "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0:" +
+                                   std::string(options ? options : "")};
+  all.insert(all.end(), variables.begin(), variables.end());
+  return all;
+}
+
 }  // namespace kelptest

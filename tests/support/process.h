@@ -53,6 +53,11 @@ class Process {
   std::optional<int> status_;
 };
 
+// The environment of a program with a library before its own: sanitizers look at it later than they
+// like, and what it leaves behind is none of their business.
+std::vector<std::string> preloaded(const std::string &library,
+                                   const std::vector<std::string> &variables);
+
 // Waits until the condition holds; false if it does not in time.
 template <typename Condition>
 bool wait_for(Process::Seconds timeout, Condition &&condition) {

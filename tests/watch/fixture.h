@@ -42,8 +42,7 @@ struct WatchFolder : TempFolder {
     return words;
   }
   Words with_fault(const std::string &fault) const {
-    return {"LD_PRELOAD=" OUTAGE_LIBRARY, "KELP_FAULT=" + fault, "KELP_STATE=" + path("state"),
-            "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0"};
+    return preloaded(OUTAGE_LIBRARY, {"KELP_FAULT=" + fault, "KELP_STATE=" + path("state")});
   }
   // Waits until so many steps are in the journal.
   bool wait_for_steps(int count, Process::Seconds timeout) const {
