@@ -11,12 +11,6 @@ constexpr size_t kMostNodes = 100'000;  // that runs may have left
 
 }  // namespace
 
-std::string numbered(const std::string &prefix, int width, size_t number) {
-  const std::string digits = std::to_string(number);
-  const int zeros = std::max<int>(0, width - static_cast<int>(digits.size()));
-  return prefix + std::string(zeros, '0') + digits;
-}
-
 std::string Prefix::full_name(int32_t number) const {
   return c_.server.database + "." + own_name(number);
 }

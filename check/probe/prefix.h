@@ -10,9 +10,6 @@ namespace kelpcheck {
 
 inline constexpr size_t kObjectsPerCall = 1000;  // made or removed in a call
 
-// PREFIX and the number, with two digits at least.
-std::string numbered(const std::string &prefix, int width, size_t number);
-
 class Prefix {
  public:
   Prefix(Context &c, const Session &session) : c_(c), session_(session) {}

@@ -59,6 +59,11 @@ std::vector<std::string> lines_of(const std::string &text) {
   return lines;
 }
 
+std::string numbered(const std::string &prefix, size_t digits, int64_t number) {
+  const std::string plain = std::to_string(number);
+  return prefix + std::string(digits - std::min(digits, plain.size()), '0') + plain;
+}
+
 std::string show(double value) {
   const std::string shortest = formatted("%.15g", value);
   return std::strtod(shortest.c_str(), nullptr) == value ? shortest : formatted("%.17g", value);

@@ -30,6 +30,9 @@ void append_item(std::string &list, std::string_view item, std::string_view sepa
 
 std::vector<std::string> lines_of(const std::string &text);
 
+// "P00017": a prefix, and a number with so many digits at least.
+std::string numbered(const std::string &prefix, size_t digits, int64_t number);
+
 // A value as evidence shows it: numbers with all their digits, texts in quotes.
 std::string show(double value);
 std::string show(int64_t value);

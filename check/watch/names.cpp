@@ -3,16 +3,12 @@
 #include <algorithm>
 #include <charconv>
 
+#include "result/text.h"
 #include "result/times.h"
 
 namespace kelpcheck::watch {
 
 namespace {
-
-std::string numbered(const std::string &prefix, size_t width, int64_t number) {
-  const std::string digits = std::to_string(number);
-  return prefix + std::string(width - std::min(width, digits.size()), '0') + digits;
-}
 
 const std::string kSeed = ", seed ";
 
