@@ -100,6 +100,7 @@ void LoadCommand::add_load(CLI::App &app) {
              "2012-08-31T17:00:00Z");
   app.add_flag("--find-limit", o_.find_limit,
                "Search for the highest rate that the server keeps up with")
+      ->excludes(app.get_option("--for"))  // the search ends by itself
       ->group(group);
   add_parsed(app, "--within", "Time within which 99 % of the calls have to be done", parse_duration,
              o_.within, "100ms");

@@ -79,6 +79,7 @@ TEST(LoadProgram, SaysWhatCannotBeBegun) {
       {{"--do=everything"}, 2, "\"everything\" is none of write, history"},
       {{"--rate=nan"}, 2, "nan is not a number"},
       {{"--find-limit", "--rate=5"}, 2, "leave --rate out"},
+      {{"--find-limit", "--for=5s"}, 2, "--for excludes --find-limit"},
       {{"-Hfile:/no/such/folder/store"}, 3, "NO CONNECTION"},
   };
   for (const auto &c : cases) {
