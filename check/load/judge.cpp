@@ -35,14 +35,18 @@ std::string why(const StageSum &sum, const LoadStage &stage, double within) {
   return "";
 }
 
+// Whether calls that waited for nobody began late because of the sessions themselves: a busy host
+// wakes them late too, and a few late ones are anybody's.
+bool starts_late(const StageSum &sum, double within) {
+  const bool often = sum.late.calls > 0 && sum.late.quantile(0.9) * kNano > within / 2;
+  return often && 2 * sum.waited_for_processor < sum.late.total;
+}
+
 LimitedBy limit_of(const StageSum &sum, const LoadStage &stage, double within) {
   if (stage.kept_up) return LimitedBy::none;
   if (sum.failures > 0) return LimitedBy::server;
   if (stage.outside > kOwnShare) return LimitedBy::client;
-  // A host that is busy wakes a session late: that is not this program's own limit.
-  constexpr double little = 0.05;
-  const bool starts_late = sum.late.calls > 0 && stage.late > within / 2;
-  return starts_late && stage.host_waiting < little ? LimitedBy::client : LimitedBy::server;
+  return starts_late(sum, within) ? LimitedBy::client : LimitedBy::server;
 }
 
 std::vector<LoadBatch> batches_of(const StageSum &sum) {
@@ -75,6 +79,7 @@ void StageSum::add(const StageBoard &s) {
     slices[i].least_late = std::max(slices[i].least_late, s.slices[i].least_late);
   }
   outside += share_outside(s);
+  waited_for_processor += s.waited_for_processor;
   if (s.wall > 0) {
     host_waiting += static_cast<double>(s.waited_for_processor) / static_cast<double>(s.wall);
   }

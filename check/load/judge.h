@@ -19,6 +19,7 @@ struct StageSum {
   Figure latency{}, service{}, late{};
   StagePart slices[kSlices]{};
   double outside = 0, host_waiting = 0;  // sums over sessions
+  int64_t waited_for_processor = 0;
   int sessions = 0;
 };
 

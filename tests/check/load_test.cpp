@@ -143,6 +143,28 @@ TEST(Judgement, BlamesThisProgramOnlyForItsOwnTime) {
   }
 }
 
+TEST(Judgement, BlamesThisProgramForLateStartsThatAreManyAndItsOwn) {
+  const struct {
+    const char *what;
+    int64_t late_starts, delayed;
+    LimitedBy limit;
+  } cases[] = {
+      {"a few late ones", 30, 0, LimitedBy::server},
+      {"many late ones", 300, 0, LimitedBy::client},
+      {"many, while others had the processor", 300, 200 * 60, LimitedBy::server},
+  };
+  for (const auto &c : cases) {
+    StageBoard board{};
+    fill(board, 500, 5'000, 4'500, c.delayed);
+    board.wall = 100 * kSecond;
+    for (int i = 0; i < 1000; ++i)
+      board.late.add(i < c.late_starts ? 60 * kMillisecond : 1000, 100);
+    StageSum sum(board.order);
+    sum.add(board);
+    EXPECT_EQ(judge(sum, 10'000, 0.1, false).limited_by, c.limit) << c.what;
+  }
+}
+
 TEST(Judgement, FailedCallsAreNotKeptUpWith) {
   StageBoard board{};
   fill(board, 5, 500, 9'400, 0);
