@@ -124,7 +124,14 @@ Server::Server(const Server &primary, Standby) : host_("127.0.0.2"), port_(prima
   start();
 }
 
-Server::~Server() { kill_hard(); }
+// Orderly where possible: a server that is killed leaves its shared memory to the system.
+Server::~Server() {
+  if (!postmaster_) return;
+  thaw();
+  postmaster_->signal(SIGQUIT);
+  if (postmaster_->wait(10s)) return;
+  kill_hard();
+}
 
 void Server::start() {
   Command command{"postgres",
