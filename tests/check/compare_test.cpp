@@ -117,6 +117,14 @@ TEST(Comparison, ShowsAnOperationThatIsTwiceAsSlowWhereItSaysSo) {
   EXPECT_GE(seen, promised * 95 / 100);
 }
 
+TEST(Comparison, SaysAChangeInPercentOrInTimesAndNeverTooSmall) {
+  EXPECT_EQ(change_text(0.12), "12 %");
+  EXPECT_EQ(change_text(0.991), "100 %");
+  EXPECT_EQ(change_text(1.0), "2 times");
+  EXPECT_EQ(change_text(1.31), "2.4 times");
+  EXPECT_EQ(change_text(9), "10 times");
+}
+
 TEST(Comparison, OfTooFewCallsIsNone) {
   const std::vector<MeanOfCalls> few(5, {1, 0.1}), none, zeros(20, {1, 0});
   EXPECT_FALSE(shift_of(few, few));

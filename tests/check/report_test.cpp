@@ -75,6 +75,17 @@ TEST(TextReport, FitsTheTerminalAndIsWholeWithoutOne) {
   EXPECT_THAT(text_of(run, 80), HasSubstr("  longest\n"));
 }
 
+TEST(TextReport, HasAFigureOfEveryOperationThatWasCalledAndOfNoOther) {
+  const CheckOptions options;
+  kelpcheck::Run run = failed_run(options);
+  run.figures.all[5] = Figure{};
+  const std::string report = text_of(run, 0);
+  for (int op = 0; op < kOperations; ++op) {
+    const bool shown = report.find(kOperationNames[op] + std::string(" ")) != std::string::npos;
+    EXPECT_EQ(shown, op != 5) << kOperationNames[op];
+  }
+}
+
 TEST(TextReport, EndsWithTheFailuresAndTheVerdict) {
   const CheckOptions options;
   const kelpcheck::Run run = failed_run(options);
@@ -131,6 +142,24 @@ TEST(Figure, OfTwoProcessesIsThatOfAllTheirCalls) {
     EXPECT_NEAR(one.quantile(share), exact, exact * 0.04);
     EXPECT_EQ(one.quantile(share), all.quantile(share));
   }
+}
+
+TEST(Printable, LeavesWholeCharactersAndNothingElse) {
+  const struct {
+    std::string bytes, shown;
+  } cases[] = {
+      {"plain, \u00e9 \u20ac \U0001f600", "plain, \u00e9 \u20ac \U0001f600"},
+      {std::string("\0\x1b[2J\x7f", 6), "\u2400\u241b[2J\u2421"},
+      {"a\nb", "a\u240ab"},
+      {"\u0085", "\ufffd"},                                          // of the upper range
+      {"\xc3", "\ufffd"},                                            // cut off
+      {"\xc0\x80 \xe0\x80\x80", "\ufffd\ufffd \ufffd\ufffd\ufffd"},  // overlong
+      {"\xed\xa0\x80", "\ufffd\ufffd\ufffd"},                        // half a pair
+      {"\xf4\x90\x80\x80", "\ufffd\ufffd\ufffd\ufffd"},              // beyond the last one
+      {"\xf5\xff\x80z", "\ufffd\ufffd\ufffdz"},                      // never a first byte
+  };
+  for (const auto &c : cases) EXPECT_EQ(printable(c.bytes), c.shown);
+  EXPECT_EQ(printable("a\nb", true), "a\nb");
 }
 
 TEST(Show, GivesEveryNumberWithAllItsDigits) {
