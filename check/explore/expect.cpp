@@ -294,7 +294,7 @@ void Model::expect_history(const Call &call, size_t i, int64_t now, Expectation 
     all[{i, "fetching"}] = {{kDone}};
     all[{0, "rows of a failed entry"}] = {{kNone}};
   } else if (ground_.ways.statistics == Known::yes && call.begin < call.end && !entry.anything()) {
-    expect_statistics(call, i, within, all);
+    expect_statistics(call, i, within, ground_.ways, all);
     for (auto &[key, allowed] : all) {
       if (key.entry == i && key.item != kEntry) allowed.unsettled = unsettled || reborn;
     }

@@ -47,7 +47,7 @@ class Expected {
   size_t entry_, row_;
 };
 
-void expect_row(const Summary &in, Expected expected) {
+void expect_row(const Summary &in, bool with_status, Expected expected) {
   constexpr double least = 1e-100, most = 1e100;  // squares of others do not fit
   constexpr double relative = 1e-5;               // a server may add in 32 bits
   const Sample *max = &in.samples[0], *min = &in.samples[0];
@@ -60,7 +60,7 @@ void expect_row(const Summary &in, Expected expected) {
     sum += sample.row.value;
   }
   expected.is("time", std::to_string(in.start));
-  expected.is("status", std::to_string(static_cast<int16_t>(status)));
+  if (with_status) expected.is("status", std::to_string(static_cast<int16_t>(status)));
   expected.is("max", exact(max->row.value));
   expected.is("min", exact(min->row.value));
   expected.is("maxtime", std::to_string(max->time));
@@ -104,9 +104,11 @@ std::string utc_fields(int32_t time) {
 std::string statistics_item(size_t row, const char *field) { return text(field, " of row ", row); }
 
 void expect_statistics(const Call &call, size_t entry, const std::map<int32_t, Cell> &cells,
-                       Expectation &all) {
+                       const Ways &ways, Expectation &all) {
   std::vector<Summary> rows;
   const int64_t step = call.interval > 0 ? call.interval : int64_t{call.end} - call.begin;
+  const bool cut = (int64_t{call.end} - call.begin) % step != 0;
+  if (cut && ways.statistics_cut != Known::yes) return;
   for (const auto &[time, cell] : cells) {
     if (!cell.rows.sure() || cell.rows.good()[0].size() > 1) return;
     if (cell.rows.good()[0].empty()) continue;
@@ -117,7 +119,10 @@ void expect_statistics(const Call &call, size_t entry, const std::map<int32_t, C
     rows.back().samples.push_back({time, cell.rows.good()[0][0]});
   }
   all[{entry, "rows"}] = {{std::to_string(rows.size())}};
-  for (size_t i = 0; i < rows.size(); ++i) expect_row(rows[i], Expected(all, entry, i + 1));
+  const bool with_status = ways.statistics_status == Known::yes;
+  for (size_t i = 0; i < rows.size(); ++i) {
+    expect_row(rows[i], with_status, Expected(all, entry, i + 1));
+  }
 }
 
 }  // namespace kelpcheck::explore

@@ -11,9 +11,10 @@ Ways Ways::of_bundled() {
   }
   ways.end_inside = Known::no;
   ways.snap_sets_current = Known::no;
-  for (Known *known : {&ways.older_replaces, &ways.equal_replaces, &ways.value_in_history,
-                       &ways.snap_in_history, &ways.cache_in_history, &ways.snap_holds,
-                       &ways.full_nodes_stay, &ways.utc, &ways.statistics}) {
+  for (Known *known :
+       {&ways.older_replaces, &ways.equal_replaces, &ways.value_in_history, &ways.snap_in_history,
+        &ways.cache_in_history, &ways.snap_holds, &ways.full_nodes_stay, &ways.utc,
+        &ways.statistics, &ways.statistics_status, &ways.statistics_cut}) {
     *known = Known::yes;
   }
   for (auto &fields : ways.kept) {
@@ -72,10 +73,13 @@ Ways Ways::of(const Habits &habits) {
                   Q::snapshot_of_current, Q::snapshot_in_history, Q::current_in_history})) {
     ways.snap_holds = Known::yes;
   }
-  if (as_bundled(habits, {Q::statistics_time, Q::statistics_status, Q::statistics_flow,
-                          Q::statistics_maxtime, Q::statistics_mintime, Q::statistics_avg,
-                          Q::statistics_stdev, Q::statistics_empty, Q::statistics_grid,
-                          Q::statistics_last, Q::statistics_no_interval})) {
+  // Whatever the statuses of rows have been so far, a server may have its own; and ranges that are
+  // whole intervals say nothing about others.
+  if (as_bundled(habits, {Q::statistics_status})) ways.statistics_status = Known::yes;
+  if (as_bundled(habits, {Q::statistics_last})) ways.statistics_cut = Known::yes;
+  if (as_bundled(habits, {Q::statistics_time, Q::statistics_flow, Q::statistics_maxtime,
+                          Q::statistics_mintime, Q::statistics_avg, Q::statistics_stdev,
+                          Q::statistics_empty, Q::statistics_grid, Q::statistics_no_interval})) {
     ways.statistics = Known::yes;
   }
   const Q fields[2][4] = {

@@ -36,6 +36,8 @@ struct Ways {
   Known full_nodes_stay = Known::unknown;    // a node with points is not deleted
   Known utc = Known::unknown;                // the calendar
   Known statistics = Known::unknown;         // are those that the header describes as bundled
+  Known statistics_status = Known::unknown;  // is all bits of the values' statuses
+  Known statistics_cut = Known::unknown;     // the last interval ends with the range
   bool kept[2][4] = {};                      // FQ, AR, IV, HW; of nodes, of points
 
   static constexpr const char *kFields[4] = {"FQ", "AR", "IV", "HW"};

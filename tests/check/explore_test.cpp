@@ -135,6 +135,33 @@ TEST(Model, HasTheEndOfARangeInsideOrOutsideItAsTheServerHasIt) {
   }
 }
 
+// As far as the checks before the sequences can know them: a server may have statuses of its own,
+// and ranges of whole intervals do not show what becomes of others.
+TEST(Model, ComparesTheStatisticsOfAServerWhoseDefinitionsAreKnown) {
+  using Q = Question;
+  Habits habits;
+  for (const Q question : {Q::statistics_time, Q::statistics_flow, Q::statistics_maxtime,
+                           Q::statistics_mintime, Q::statistics_avg, Q::statistics_stdev,
+                           Q::statistics_empty, Q::statistics_grid, Q::statistics_no_interval}) {
+    habits.read(question, entry_of(question).bundled(), {});
+  }
+  using A = kelpcheck::Answer;
+  habits.read(Q::statistics_status, {A::all_bits, A::changed}, {});
+  habits.read(Q::statistics_last, {A::cut, A::whole}, {});
+  Model model = model_with_point(Ways::of(habits));
+  model.took(write(2), kAcknowledged, 0);
+  model.took(write(4, kTime + 1), kAcknowledged, 0);
+  Call call = read(kTime, kTime + 2);
+  call.entries[0].mode = HistoryStatistics;
+  Expectation whole = model.expect(call, 100 * kSecond);
+  EXPECT_EQ(whole.at({1, "rows"}).good, std::vector<std::string>{"1"});
+  EXPECT_EQ(whole.at({1, "mean of row 1"}).good, std::vector<std::string>{"3"});
+  EXPECT_EQ(whole.at({1, "stdev of row 1"}).good, std::vector<std::string>{"1"});
+  EXPECT_EQ(whole.count({1, "status of row 1"}), 0U);
+  call.interval = 3;
+  EXPECT_EQ(model.expect(call, 100 * kSecond).count({1, "rows"}), 0U) << "the end of a range";
+}
+
 TEST(Generator, MakesTheSameOfTheSameSeedAndOfManyAllOperations) {
   const Place place{"W3", {"N1", "N2"}};
   Material material;
