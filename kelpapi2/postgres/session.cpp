@@ -29,7 +29,10 @@ const Command kCommit{"COMMIT"};
 
 const std::string kServerTime = "CAST (extract(epoch FROM pg_catalog.clock_timestamp()) AS float8)";
 
-constexpr std::string_view kTooLate = "the call may have been given up by now";
+const std::string kTooLate = "the call may have been given up by now";
+const std::string kInTime = "SELECT clock, CASE WHEN clock < $1 THEN 1 ELSE CAST ('" + kTooLate +
+                            ", ' || CAST (clock AS text) AS int4) END FROM (SELECT " + kServerTime +
+                            ") AS server (clock)";
 constexpr const char *kUnasked = "an answer that was not asked for";
 
 double seconds(Clock::duration duration) { return std::chrono::duration<double>(duration).count(); }
@@ -135,10 +138,7 @@ void Session::read_clock() {
 // Fails with the words kTooLate if the call that sends it now may have been given up already.
 Command Session::in_time() const {
   const auto given_up = Clock::now() + bound_;
-  return {"SELECT clock, CASE WHEN clock < $1 THEN 1 ELSE CAST ('" + std::string(kTooLate) +
-              ", ' || CAST (clock AS text) AS int4) END FROM (SELECT " + kServerTime +
-              ") AS server (clock)",
-          {float8(server_time_ + seconds(given_up - server_time_read_))}};
+  return {kInTime, {float8(server_time_ + seconds(given_up - server_time_read_))}};
 }
 
 std::vector<Result> Session::exchange(const std::vector<Command> &commands) {
