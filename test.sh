@@ -4,7 +4,7 @@
 set -euo pipefail
 . "$(dirname "$0")/scripts/common.sh"
 
-need_packages "${program_packages[@]}" libgtest-dev binutils valgrind postgresql pkgconf \
+need_packages "${program_packages[@]}" libgtest-dev libgmock-dev binutils valgrind postgresql pkgconf \
   gnuplot-nox sqlite3
 build release kelptest # for the tests that need it without sanitizers
 build sanitize
