@@ -5,6 +5,7 @@
 #include <set>
 
 #include "load/judge.h"
+#include "load/local.h"
 #include "load/schedule.h"
 #include "load/search.h"
 #include "load/work.h"
@@ -116,6 +117,16 @@ void fill(StageBoard &board, int64_t latency, int64_t in_library, int64_t waited
   board.waited = waited * kMillisecond;
   board.waited_for_processor = delayed * kMillisecond;
   board.on_processor = (10'000 - waited - delayed) * kMillisecond;
+}
+
+TEST(Local, AServerOnThisMachineIsKnownByItsHost) {
+  for (const char *host : {"", "file:store", "/run/postgresql", "127.0.0.1", "127.9.9.9", "::1",
+                           "localhost", "203.0.113.1,localhost"}) {
+    EXPECT_TRUE(is_on_this_machine(host)) << host;
+  }
+  for (const char *host : {"203.0.113.1", "historian.example", "203.0.113.1,198.51.100.7"}) {
+    EXPECT_FALSE(is_on_this_machine(host)) << host;
+  }
 }
 
 TEST(Judgement, BlamesThisProgramOnlyForItsOwnTime) {
