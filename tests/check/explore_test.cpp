@@ -159,7 +159,10 @@ TEST(Model, ComparesTheStatisticsOfAServerWhoseDefinitionsAreKnown) {
   EXPECT_EQ(whole.at({1, "stdev of row 1"}).good, std::vector<std::string>{"1"});
   EXPECT_EQ(whole.count({1, "status of row 1"}), 0U);
   call.interval = 3;
-  EXPECT_EQ(model.expect(call, 100 * kSecond).count({1, "rows"}), 0U) << "the end of a range";
+  EXPECT_EQ(model.expect(call, 100 * kSecond).count({1, "rows"}), 0U) << "may be cut or whole";
+  call.interval = 0;
+  call.end = kTime + 1;
+  EXPECT_EQ(model.expect(call, 100 * kSecond).count({1, "rows"}), 0U) << "may be counted in or not";
 }
 
 TEST(Generator, MakesTheSameOfTheSameSeedAndOfManyAllOperations) {
