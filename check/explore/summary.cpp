@@ -109,7 +109,8 @@ void expect_statistics(const Call &call, size_t entry, const std::map<int32_t, C
   const int64_t step = call.interval > 0 ? call.interval : int64_t{call.end} - call.begin;
   const bool cut = (int64_t{call.end} - call.begin) % step != 0;
   if (cut && ways.statistics_cut != Known::yes) return;
-  if (cells.contains(call.end)) return;  // of servers that count the end of a range in
+  if (call.interval <= 0 && !ways.bundled) return;  // the whole range, or some length of its own
+  if (cells.contains(call.end)) return;             // of servers that count the end of a range in
   for (const auto &[time, cell] : cells) {
     if (!cell.rows.sure() || cell.rows.good()[0].size() > 1) return;
     if (cell.rows.good()[0].empty()) continue;

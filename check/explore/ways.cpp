@@ -79,7 +79,7 @@ Ways Ways::of(const Habits &habits) {
   if (as_bundled(habits, {Q::statistics_last})) ways.statistics_cut = Known::yes;
   if (as_bundled(habits, {Q::statistics_time, Q::statistics_flow, Q::statistics_maxtime,
                           Q::statistics_mintime, Q::statistics_avg, Q::statistics_stdev,
-                          Q::statistics_empty, Q::statistics_grid, Q::statistics_no_interval})) {
+                          Q::statistics_empty, Q::statistics_grid})) {
     ways.statistics = Known::yes;
   }
   const Q fields[2][4] = {

@@ -140,9 +140,9 @@ TEST(Model, HasTheEndOfARangeInsideOrOutsideItAsTheServerHasIt) {
 TEST(Model, ComparesTheStatisticsOfAServerWhoseDefinitionsAreKnown) {
   using Q = Question;
   Habits habits;
-  for (const Q question : {Q::statistics_time, Q::statistics_flow, Q::statistics_maxtime,
-                           Q::statistics_mintime, Q::statistics_avg, Q::statistics_stdev,
-                           Q::statistics_empty, Q::statistics_grid, Q::statistics_no_interval}) {
+  for (const Q question :
+       {Q::statistics_time, Q::statistics_flow, Q::statistics_maxtime, Q::statistics_mintime,
+        Q::statistics_avg, Q::statistics_stdev, Q::statistics_empty, Q::statistics_grid}) {
     habits.read(question, entry_of(question).bundled(), {});
   }
   using A = kelpcheck::Answer;
@@ -153,6 +153,7 @@ TEST(Model, ComparesTheStatisticsOfAServerWhoseDefinitionsAreKnown) {
   model.took(write(4, kTime + 1), kAcknowledged, 0);
   Call call = read(kTime, kTime + 2);
   call.entries[0].mode = HistoryStatistics;
+  call.interval = 2;
   Expectation whole = model.expect(call, 100 * kSecond);
   EXPECT_EQ(whole.at({1, "rows"}).good, std::vector<std::string>{"1"});
   EXPECT_EQ(whole.at({1, "mean of row 1"}).good, std::vector<std::string>{"3"});
@@ -161,6 +162,8 @@ TEST(Model, ComparesTheStatisticsOfAServerWhoseDefinitionsAreKnown) {
   call.interval = 3;
   EXPECT_EQ(model.expect(call, 100 * kSecond).count({1, "rows"}), 0U) << "may be cut or whole";
   call.interval = 0;
+  EXPECT_EQ(model.expect(call, 100 * kSecond).count({1, "rows"}), 0U) << "may have a length";
+  call.interval = 1;
   call.end = kTime + 1;
   EXPECT_EQ(model.expect(call, 100 * kSecond).count({1, "rows"}), 0U) << "may be counted in or not";
 }
