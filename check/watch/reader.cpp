@@ -32,6 +32,7 @@ void WatchReader::acknowledged(int64_t step, double at) {
   last_step_ = step;
   last_acknowledged_ = at;
   if (recorder_.story().history_kept() || first_steps_.size() == kFirstSteps) return;
+  if (first_steps_.empty()) first_acknowledged_ = at;
   first_steps_.push_back(step);
   first_settled_ = at + head_.settle;
 }
@@ -65,6 +66,13 @@ int64_t WatchReader::due() const {
 bool WatchReader::look_is_due() const {
   const bool enough = first_steps_.size() == kFirstSteps && now() >= first_settled_;
   return enough && !recorder_.story().history_kept();
+}
+
+bool WatchReader::was_out() const {
+  const auto since = [&](const std::vector<Outage> &outages) {
+    return !outages.empty() && outages.back().begin > first_acknowledged_;
+  };
+  return since(recorder_.story().outages()) || since(recorder_.story().reader_outages());
 }
 
 Span WatchReader::window() {
@@ -148,7 +156,12 @@ void WatchReader::take_look(const Link::Event &event) {
     return group.shown.right.count(asked_steps_) + group.shown.wrong.count(asked_steps_) > 0;
   });
   first_point_ = event.request.points.parts().back().last + 1;
-  if (some || first_point_ >= head_.points) recorder_.record(HistoryLooked{now(), some});
+  if (!some && first_point_ < head_.points) return;
+  if (some || !was_out()) {
+    recorder_.record(HistoryLooked{now(), some});
+  } else {
+    first_steps_.clear();  // an outage may have taken them: later ones tell
+  }
 }
 
 }  // namespace kelpcheck::watch

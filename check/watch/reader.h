@@ -30,6 +30,8 @@ class WatchReader {
   void ask();
   void ask_history(Span steps);
   bool look_is_due() const;
+  // Whether there was an outage since the first of the first steps.
+  bool was_out() const;
   Span window();
   double now() const { return base_.moment(now_ns()); }
 
@@ -45,7 +47,9 @@ class WatchReader {
   double asked_ = 0;      // when the read that runs began
   Span asked_steps_;
 
-  std::vector<int64_t> first_steps_;  // of this watch, the first few that were acknowledged
+  // Of this watch, the first few that were acknowledged; others, if an outage may have taken them.
+  std::vector<int64_t> first_steps_;
+  double first_acknowledged_ = 0;
   double first_settled_ = 0;
   int64_t first_point_ = 0;  // of the next query of history
   int64_t points_per_query_ = 1000;

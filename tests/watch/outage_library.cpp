@@ -87,8 +87,8 @@ int32_t disturb(int32_t number) {
   if (is("refuses many values") && number == 0) return kNotStored;
   if (is("fails, not stored") && (number == 3 || number == 4)) return kNotStored;
   const bool outage = is("refuses sessions") || is("last steps before an outage") ||
-                      is("statuses gone after a reconnection");
-  if (outage && number == 6) {
+                      is("every step before an outage") || is("statuses gone after a reconnection");
+  if (outage && number == (is("every step before an outage") ? 5 : 6)) {
     session_lost = true;
     state().refusals = 3;
     return kSessionLost;
@@ -99,6 +99,7 @@ int32_t disturb(int32_t number) {
 // Changes what is stored of a call.
 void spoil(Call &call, int32_t number) {
   if (is("last steps before an outage") && (number == 4 || number == 5)) call.drop(0, 12);
+  if (is("every step before an outage") && number < 5) call.drop(0, 12);
   if (is("acknowledged for nothing") && number == 4) call.drop(0, 12);
   if (is("five points lose a row") && number == 4) call.drop(2, 5);
   const bool some_fail = is("entries swallowed") || is("entries fail");

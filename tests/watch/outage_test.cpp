@@ -36,6 +36,7 @@ const Case kHonest[] = {
 const Case kFaulty[] = {
     {"last steps before an outage", kFailed, 1, 0, 2 * kPoints, 0, 0, 0, 0,
      "all 12 points, 24 values, acknowledged 2 to 1 s before the outage"},
+    {"every step before an outage", kFailed, 1, 0, 5 * kPoints, 0, 0, 0, 0, "60 values"},
     {"five points lose a row", kFailed, 0, 0, 5, 0, 0, 0, 0,
      "5 points (P00003 to P00007), 5 values"},
     {"acknowledged for nothing", kFailed, 0, 0, kPoints},
