@@ -30,6 +30,28 @@ TEST_F(Locked, AWriteWaitsForItsBoundAndReadingGoesOn) {
   EXPECT_EQ(connection.write_value(ids, {{5, 0, 1.5}}), Codes{0});
 }
 
+// Its log cannot be begun anew before that program ends, however long it becomes.
+TEST_F(Locked, AWriteDoesNotWaitForAProgramThatReadsForLong) {
+  const Connection connection(login_, kDoNotWait);
+  const Ids points = connection.make_points(100);
+  holder_ = database(store_);
+  sqlite3_exec(holder_.get(), "BEGIN; SELECT count(*) FROM object", nullptr, nullptr, nullptr);
+  constexpr uintmax_t long_log = 36 << 20;
+  std::chrono::steady_clock::duration longest{};
+  for (int32_t time = 0; fs::file_size(store_ + "-wal") < long_log; time += 400) {
+    Ids ids;
+    Rows rows;
+    for (int32_t i = 0; i < 40'000; ++i) {
+      ids.push_back(points[i % 100]);
+      rows.push_back({time + i / 100, 0, i + 0.5});
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_EQ(first_failure(connection.write_cache(ids, rows)), 0);
+    longest = std::max(longest, std::chrono::steady_clock::now() - begin);
+  }
+  EXPECT_LT(longest, 5s) << "of a bound of " << login_.bound << " s";
+}
+
 TEST_F(Locked, TheProgramWaitsForTheFile) {
   hold();
   const Program program(login_);
