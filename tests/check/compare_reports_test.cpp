@@ -178,6 +178,29 @@ TEST_F(CompareReports, OfLoadsThatMeasuredOtherThingsAreRefused) {
   }
 }
 
+json check_report(const char *verdict) {
+  return {{"form", "kelpcheck"},
+          {"form_version", 1},
+          {"verdict", "passed"},
+          {"checks", {{{"name", "history.ranges"}, {"verdict", verdict}}}}};
+}
+
+TEST_F(CompareReports, OfChecksJudgeEachByItsVerdicts) {
+  const struct {
+    const char *before, *after, *change;
+  } cases[] = {{"passed", "failed", "worse"},           {"passed", "unknown", "worse"},
+               {"passed", "does not apply", "changed"}, {"failed", "passed", "better"},
+               {"unknown", "passed", "better"},         {"does not apply", "passed", "changed"},
+               {"unknown", "failed", "worse"},          {"does not apply", "failed", "worse"},
+               {"failed", "unknown", "changed"},        {"failed", "failed", "no difference"}};
+  for (const auto &[before, after, change] : cases) {
+    const Comparison comparison = compared(check_report(before), check_report(after));
+    EXPECT_EQ(line_of(comparison, "history.ranges").find(change + std::string(": ") + after), 0u)
+        << before << ", " << after << ": " << line_of(comparison, "history.ranges");
+    EXPECT_EQ(comparison.verdict(), change) << before << ", " << after;
+  }
+}
+
 json watch_report() {
   return {{"form", "kelpcheck"},
           {"form_version", 1},

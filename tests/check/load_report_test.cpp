@@ -145,6 +145,25 @@ TEST(LoadReport, PageShowsTheLimitTheStagesAndTheirCharts) {
   EXPECT_EQ(page.find("<grows>"), std::string::npos);
 }
 
+TEST(LoadReport, PageJoinsTheSecondsOfALongStageAndShowsTheWorstOfThem) {
+  LoadReport report = searched_report();
+  report.last_seconds.assign(960, {1000, 1000, 0, 0.003, 1});
+  for (size_t i = 0; i < 960; i += 2) report.last_seconds[i] = {1000, 1000, 2, 0.25, 1};
+  const std::string page = load_html(report);
+  const std::string chart = page.substr(page.find("The last stage, second by second"));
+  const auto count = [&](const std::string &part) {
+    int found = 0;
+    for (size_t at = 0; (at = chart.find(part, at)) != chart.npos; ++at) ++found;
+    return found;
+  };
+  const size_t first = chart.find("cy=", chart.find("<circle class=\"median\""));
+  const std::string height = chart.substr(first, chart.find(" r=", first) - first);
+  EXPECT_EQ(count("<rect class=\"rate\""), 480);
+  EXPECT_EQ(count("<circle class=\"median\""), 480);
+  EXPECT_EQ(count("<circle class=\"read\""), 480);
+  EXPECT_EQ(count(height), 480) << "every column has a slow second";
+}
+
 // Nothing to draw is no reason to fail, nor to draw something.
 TEST(LoadReport, PageOfALoadWithoutAStageHasNoCharts) {
   LoadReport report = searched_report();

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <sstream>
 
 #include "report/estimate.h"
@@ -96,6 +97,24 @@ TEST(TextReport, EndsWithTheFailuresAndTheVerdict) {
   EXPECT_GT(report.find("expected 12.5, got 13", tables), promise);
   EXPECT_THAT(lines_of(report).back(), HasSubstr("FAILED: 2 of 3 checks passed, 1 failed"));
   EXPECT_THAT(lines_of(report).back(), HasSubstr("50 points x 360 rows"));
+}
+
+TEST(Colours, AreWantedWhereNothingInTheEnvironmentSpeaksAgainstThem) {
+  const struct {
+    const char *no_colour, *terminal;
+    bool wanted;
+  } cases[] = {{nullptr, "xterm", true},
+               {"", "xterm", true},
+               {"1", "xterm", false},
+               {nullptr, "dumb", false},
+               {nullptr, nullptr, true}};
+  const auto set = [](const char *variable, const char *value) {
+    return value == nullptr ? unsetenv(variable) : setenv(variable, value, 1);
+  };
+  for (const auto &[no_colour, terminal, wanted] : cases) {
+    ASSERT_EQ(set("NO_COLOR", no_colour) + set("TERM", terminal), 0);
+    EXPECT_EQ(colours_wanted(), wanted) << (terminal == nullptr ? "no TERM" : terminal);
+  }
 }
 
 TEST(Wrapped, KeepsAllWordsAndBreaksLongOnes) {

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "fixture.h"
+#include "report/watch_words.h"
 #include "result/times.h"
 #include "watch/journal.h"
 #include "watch/judging.h"
@@ -171,6 +172,18 @@ TEST(Sorting, PutsLossesTogetherAsPeopleReadThem) {
   losses.add({{4, 4}, range(3, 3)});
   EXPECT_EQ(losses.patches().size(), 2u);
   EXPECT_EQ(gone_before(losses, steps, 10), -1);
+}
+
+TEST(Words, NameAllPointsOrTheFirstRangesOfThem) {
+  WatchReport report;
+  report.points = 20;
+  const WatchWords words(report);
+  EXPECT_EQ(words.points(range(0, 19)), "all 20 points");
+  EXPECT_EQ(words.points(range(4, 4)), "1 point (P00005)");
+  const Ranges four({{0, 1}, {4, 4}, {6, 6}, {8, 8}}),
+      five({{0, 1}, {4, 4}, {6, 6}, {8, 8}, {10, 12}});
+  EXPECT_EQ(words.points(four), "5 points (P00001 to P00002, P00005, P00007, P00009)");
+  EXPECT_EQ(words.points(five), "8 points (P00001 to P00002, P00005, P00007, P00009, ...)");
 }
 
 TEST(Story, TellsOutagesAndStallsFromTheLines) {
