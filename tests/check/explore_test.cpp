@@ -10,6 +10,7 @@
 
 #include "explore/generator.h"
 #include "explore/model.h"
+#include "explore/program.h"
 #include "explore/shrink.h"
 #include "support/process.h"
 
@@ -168,6 +169,31 @@ TEST(Model, ComparesTheStatisticsOfAServerWhoseDefinitionsAreKnown) {
   EXPECT_EQ(model.expect(call, 100 * kSecond).count({1, "rows"}), 0U) << "may be counted in or not";
 }
 
+TEST(Model, SumsUpTheRowsOfAnInterval) {
+  Model model = model_with_point(Ways::of_bundled());
+  for (const auto &[time, value] : {std::pair{0, 1.0}, {10, 4.0}, {40, -2.0}}) {
+    model.took(write(value, kTime + time), kAcknowledged, 50 * kSecond);
+  }
+  Call statistics = read(kTime - 5, kTime + 100);
+  statistics.entries[0].mode = HistoryStatistics;
+  const Expectation all = model.expect(statistics, 90 * kSecond);
+  const std::pair<const char *, std::string> fields[] = {
+      {"time", std::to_string(kTime - 5)},
+      {"max", "4"},
+      {"maxtime", std::to_string(kTime + 10)},
+      {"min", "-2"},
+      {"mintime", std::to_string(kTime + 40)},
+      {"flow", "10"},  // 1 for 10 s, 4 for 30 s, -2 for 60 s
+      {"avg", "0.1"}};
+  for (const auto &[field, value] : fields) {
+    const auto expected = all.find({1, field + std::string(" of row 1")});
+    ASSERT_NE(expected, all.end()) << field;
+    EXPECT_FALSE(expected->second.anything()) << field;
+    EXPECT_TRUE(expected->second.takes(value)) << field << " " << expected->second.good[0];
+    EXPECT_FALSE(expected->second.takes("7")) << field;
+  }
+}
+
 TEST(Generator, MakesTheSameOfTheSameSeedAndOfManyAllOperations) {
   const Place place{"W3", {"N1", "N2"}};
   Material material;
@@ -220,6 +246,28 @@ TEST(Shrink, KeepsWhatIsNeededAndNothingElse) {
   }
   EXPECT_LT(small[0].time - kTime, 100);
   EXPECT_EQ(small[0].entries[0].status, 0);
+}
+
+TEST(CProgram, CompilesWithoutAWarningWhateverOfACallItLooksAt) {
+  const std::pair<Op, std::vector<const char *>> cases[] = {
+      {Op::status, {kResult}},
+      {Op::get_system_time, {kResult}},
+      {Op::decode_time, {kResult, "fields", "encoded again"}},
+      {Op::get_database, {kResult, "the database in the list"}},
+      {Op::init, {kResult}}};
+  const kelptest::TempFolder folder;
+  for (const auto &[op, items] : cases) {
+    for (const char *item : items) {
+      const Finding finding{0, {{0, item}, {"1"}, "2"}};
+      std::ofstream(folder.path("it.c"))
+          << c_program({Call{op}}, {"W3", {"N1", "N2"}}, finding, {});
+      kelptest::Process compiler({"sh", "-c",
+                                  C_COMPILER " -std=c11 -Wall -Wextra -pedantic -Werror"
+                                             " -fsyntax-only " +
+                                      folder.path("it.c")});
+      EXPECT_EQ(compiler.wait(std::chrono::seconds(60)), 0) << item << compiler.errors();
+    }
+  }
 }
 
 }  // namespace kelpcheck::explore
