@@ -93,6 +93,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"cache_never", "cache.one.roundtrip", "cache.history", "not while the run waits for them"},
         {"before_1970_refused", "sweep.times.history", "times.before_1970", "refused"},
         {"ax_is_float", "server.numbers", "value.ax_wide", "rounded"},
+        {"negative_zero_is_zero", "server.numbers", "value.negative_zero", "changed"},
         {"one_session", "connection.second_session", "session.second", "refused"},
         {"nodes_go_with_their_points", "server.tree", "tree.delete_full_node", "deletes them too"},
         {"statistics_at_end", "statistics.byid", "statistics.time", "the interval's end"},
