@@ -42,6 +42,8 @@ TEST(Resumed, AWatchThatWasKilledIsGoneOnWithAndOnlyTheGapIsMissing) {
     EXPECT_EQ(run_status(folder.verify({"--remove"})), kRefused);
     first.signal(SIGKILL);
     first.wait(10s);
+    const std::string lines = contents(folder.journal());
+    EXPECT_LT(lines.find("{\"step\":2,"), lines.find("{\"done\":2,")) << "the call comes later";
   }
   append(folder.journal(), "{\"step\":99");  // torn
   std::string said;
@@ -119,6 +121,7 @@ TEST(Usage, IsToldInALine) {
       {{CHECK_PROGRAM, "verify", folder.path("none")}, "cannot open"},
       {{CHECK_PROGRAM, "verify", folder.path("text"), "--until", "tomorrow"}, "--until"},
       {{CHECK_PROGRAM, "verify", folder.path("text"), "--share", "110%"}, "--share"},
+      {{CHECK_PROGRAM, "verify", folder.path("text"), "--settle", "3600.5"}, "--settle"},
   };
   for (const auto &[words, complaint] : cases) {
     std::string said;
