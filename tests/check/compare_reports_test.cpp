@@ -46,28 +46,6 @@ std::string line_of(const Comparison &comparison, const std::string &name) {
   return "no such line";
 }
 
-TEST_F(CompareReports, OfChecksJudgeEveryChangeOfAVerdict) {
-  const struct {
-    const char *before, *after, *change;
-  } cases[] = {{"passed", "failed", "worse"},           {"passed", "unknown", "worse"},
-               {"passed", "does not apply", "changed"}, {"does not apply", "passed", "changed"},
-               {"failed", "passed", "better"},          {"unknown", "passed", "better"},
-               {"unknown", "failed", "worse"},          {"failed", "unknown", "changed"}};
-  const auto report = [](const char *verdict) {
-    return json{{"form", "kelpcheck"},
-                {"form_version", 1},
-                {"verdict", "passed"},
-                {"options", json::object()},
-                {"checks", {{{"name", "history.ranges"}, {"verdict", verdict}}}},
-                {"habits", json::array()},
-                {"figures", json::array()}};
-  };
-  for (const auto &c : cases) {
-    EXPECT_EQ(line_of(compared(report(c.before), report(c.after)), "history.ranges"),
-              std::string(c.change) + ": " + c.after + ", was " + c.before);
-  }
-}
-
 json stage(const std::string &purpose, double rate, double seconds) {
   json batches = json::array();
   for (int i = 0; i < 16; ++i) {
