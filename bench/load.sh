@@ -19,6 +19,7 @@ build=$root/build/bench
 kelpcheck=${KELPCHECK:-$build/kelpcheck}
 paced=$build/bench/libpaced.so
 folder=$(mktemp -d "${KELPTEST_BENCH_DIR:-/var/tmp}/load-XXXXXX")
+chmod 0711 "$folder" # root runs the server as another user
 server=
 trap '[ -z "$server" ] || "$root/scripts/server.sh" stop 8207 >/dev/null; rm -rf "$folder"' EXIT
 read -ra check_options <<<"${CHECK_OPTIONS:-}"
