@@ -155,6 +155,7 @@ TEST(Progress, MakesRoomForWhatElseTheTerminalShows) {
 int play_until_signal(int number, int standard_error, int wait_ms) {
   const pid_t child = fork();
   if (child == 0) {
+    signal(number, SIG_DFL);  // a job in the background of a shell has SIGINT ignored
     dup2(standard_error, STDERR_FILENO);
     wipe_progress_on_signals();
     begin_progress("write_hisvalue_byid_demo");
