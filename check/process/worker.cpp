@@ -63,7 +63,6 @@ Worker::~Worker() {
 
 void Worker::ask(const std::string &request) {
   const std::string line = request + "\n";
-  busy_ = true;
   for (size_t sent = 0; sent < line.size();) {
     const ssize_t n = write(requests_, line.data() + sent, line.size() - sent);
     if (n < 0 && errno == EINTR) continue;
@@ -78,10 +77,7 @@ std::optional<Worker::Answer> Worker::take(double timeout) {
   const std::vector<std::string> answers = child_->take_records();
   said_ += child_->take_output();
   if (said_.size() > kMostSaid) said_.resize(kMostSaid);
-  if (!answers.empty()) {
-    busy_ = false;
-    return Answer{answers.back(), "", false, std::exchange(said_, {})};
-  }
+  if (!answers.empty()) return Answer{answers.back(), "", false, std::exchange(said_, {})};
   if (has_ended) {
     const bool hung = killed_ != 0;
     return ended(hung, hung ? overdue_ : board_->end_text(child_->status()));
@@ -97,7 +93,6 @@ std::optional<Worker::Answer> Worker::take(double timeout) {
 
 std::optional<Worker::Answer> Worker::ended(bool hung, const std::string &end) {
   gone_ = true;
-  busy_ = false;
   return Answer{"", end, hung, std::exchange(said_, {})};
 }
 

@@ -28,9 +28,8 @@ class Worker {
     std::string said;  // what the library printed meanwhile
   };
 
-  // Only while it is not busy and has not ended.
+  // Only after the answer to the last request, and while it has not ended.
   void ask(const std::string &request);
-  bool busy() const { return busy_; }
   // Does not wait. An answer, or the end of the process, which can come unasked and is reported
   // once; a child that is in one call for more than `timeout` seconds is killed.
   std::optional<Answer> take(double timeout);
@@ -49,7 +48,7 @@ class Worker {
   std::string said_;
   std::string overdue_;  // why it was killed
   int64_t killed_ = 0;
-  bool busy_ = false, gone_ = false;
+  bool gone_ = false;
 };
 
 }  // namespace kelpcheck

@@ -124,6 +124,21 @@ TEST(Model, KnowsNotWhatAFailedCallHasDone) {
   EXPECT_EQ(judge(model, "0 2", 90 * kSecond), "wrong");
 }
 
+TEST(Model, DoubtsThatAnOlderCurrentValueBecomesHistory) {
+  Ways ways;
+  ways.value_in_history = Known::yes;
+  Model model = model_with_point(ways);
+  for (const int32_t time : {kTime + 10, kTime}) {
+    Call current = write(1, time);
+    current.op = Op::write_value;
+    current.time = time;
+    model.took(current, kAcknowledged, 50 * kSecond);
+    EXPECT_EQ(judge(model, "0 1", 90 * kSecond, read(time, time + 1), time), "right");
+    const bool newest = time > kTime;
+    EXPECT_EQ(judge(model, kNone, 90 * kSecond, read(time, time + 1), time) == "right", !newest);
+  }
+}
+
 TEST(Model, HasTheEndOfARangeInsideOrOutsideItAsTheServerHasIt) {
   for (const Known inside : {Known::yes, Known::no, Known::unknown}) {
     Ways ways;
@@ -191,6 +206,8 @@ TEST(Model, SumsUpTheRowsOfAnInterval) {
     EXPECT_FALSE(expected->second.anything()) << field;
     EXPECT_TRUE(expected->second.takes(value)) << field << " " << expected->second.good[0];
     EXPECT_FALSE(expected->second.takes("7")) << field;
+    EXPECT_FALSE(expected->second.unsettled) << field;
+    EXPECT_TRUE(model.expect(statistics, 51 * kSecond).at(expected->first).unsettled) << field;
   }
 }
 

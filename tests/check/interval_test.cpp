@@ -111,6 +111,8 @@ TEST(Definition, OfTheOtherFieldsIsTheirQuestions) {
   for (const auto &[field, got, allowed] : cases) {
     EXPECT_EQ(field_of(field, in).allowed_by(got), allowed) << field << " " << got;
   }
+  in.samples = {{102, 0x10, 10}, {106, 0x06, 20}};
+  EXPECT_EQ(field_of("status", in).allowed_by(0x16), Answers(A::all_bits));
   in.samples.resize(1);
   EXPECT_EQ(field_of("stdev", in).allowed_by(0), Answers({A::population, A::sample}));
   EXPECT_EQ(field_of("stdev", in).allowed_by(NAN), Answers({A::population_nan, A::one_is_nan}));

@@ -52,6 +52,7 @@ TEST(RealServer, ThatAcknowledgesBeforeItsDiskHasItLosesTheLastSeconds) {
   watch.signal(SIGINT);
   EXPECT_EQ(watch.wait(60s), kFailed) << watch.output() << watch.errors();
   const json report = folder.report();
+  EXPECT_TRUE(report.contains("first_step"));
   EXPECT_GT(report["samples"]["lost"], 0);
   EXPECT_EQ(report["samples"]["lost"], report["outages"][0]["lost_seconds"].get<int>() * kPoints);
 }
